@@ -1,0 +1,342 @@
+// One "strl" list becomes a row of the stream table and a row of the table of its kind.
+//
+// The chunks of a list come in a fixed order: "strh", "strf", then where a kind has them "strd",
+// "strn" and "indx". Each is recognised by a peek at the header and read from there.
+#include <cstring>
+
+#include "avi_reader.h"
+
+namespace {
+
+constexpr FourCC kStrh = avi_fourcc_from_string("strh");
+constexpr FourCC kStrd = avi_fourcc_from_string("strd");
+constexpr FourCC kStrn = avi_fourcc_from_string("strn");
+constexpr FourCC kIndx = avi_fourcc_from_string("indx");
+constexpr FourCC kAuds = avi_fourcc_from_string("auds");
+constexpr FourCC kTxts = avi_fourcc_from_string("txts");
+constexpr FourCC kVids = avi_fourcc_from_string("vids");
+constexpr FourCC kQrsb = avi_fourcc_from_string("QRSB");  // compression of a bitmap subtitle
+
+struct VideoFormat {
+    std::uint32_t structure_size;
+    std::uint32_t width;
+    std::uint32_t height;
+    std::uint16_t planes;
+    std::uint16_t bit_count;
+    FourCC compression;
+    std::uint32_t image_size;
+    std::uint32_t x_pixels_per_metre;
+    std::uint32_t y_pixels_per_metre;
+    std::uint32_t colours_used;
+    std::uint32_t colours_important;
+};
+static_assert(sizeof(VideoFormat) == 40);
+
+struct StreamName {
+    std::int32_t length;
+    AviBytes bytes;  // length bytes and a 0; none for a negative length
+
+    [[nodiscard]] bool starts_with(std::string_view text) const {
+        return length >= static_cast<std::int32_t>(text.size()) &&
+               std::memcmp(bytes.get(), text.data(), text.size()) == 0;
+    }
+};
+
+struct StreamData {
+    std::uint32_t word;
+    std::uint32_t size;
+    std::int64_t pos;
+    AviBytes bytes;
+};
+
+// -------------------------------------------------------------------------- chunk readers
+// Each starts at a chunk's header.
+
+// Reads the id of the chunk at the stream's position and goes back. The 12 bytes read are more than
+// a header: a list that ends before them has nothing worth reading. Going back is by 12 from where
+// the reads ended, wherever the end of the file stopped them.
+AviStatus avi_peek_chunk_header(FourCC &id, AviStream &stream) {
+    std::uint32_t size, third;
+    const AviStatus status = avi_read_fields(stream, id, size, third);
+    avi_file_seek(stream, -12, SEEK_CUR);
+    return status;
+}
+
+AviStatus avi_read_stream_header(AviStreamHeader &header, AviStream &stream) {
+    constexpr std::uint32_t kBody = sizeof(AviStreamHeader);
+    FourCC id{};
+    std::uint32_t size = 0;
+    AviStatus status = avi_read_fields(stream, id, size);
+    if (!avi_fourcc_equal(id, kStrh) || size < kBody) status = kAviFailed;
+    status |= avi_read_fields(stream, header.type, header.handler, header.flags, header.priority,
+                              header.language, header.initial_frames, header.scale, header.rate,
+                              header.start, header.length, header.suggested_buffer_size,
+                              header.quality, header.sample_size, header.frame);
+    if (size > kBody) status |= avi_skip_bytes(size - kBody, stream);  // no pad byte after it
+    return status;
+}
+
+// A structure longer than 40 bytes passes when its own size says so, and is left inside.
+AviStatus avi_read_video_format(VideoFormat &format, AviStream &stream) {
+    FourCC id;
+    std::uint32_t size = 0;
+    const AviStatus status = avi_read_fields(
+        stream, id, size, format.structure_size, format.width, format.height, format.planes,
+        format.bit_count, format.compression, format.image_size, format.x_pixels_per_metre,
+        format.y_pixels_per_metre, format.colours_used, format.colours_important);
+    return status | (format.structure_size == size ? kAviOk : kAviFailed);
+}
+
+AviStatus avi_read_audio_format(AviWaveFormat &format, AviStream &stream) {
+    FourCC id;
+    std::uint32_t size = 0;
+    AviStatus status = avi_read_fields(stream, id, size, format.format_tag, format.channels,
+                                       format.samples_per_second, format.average_bytes_per_second,
+                                       format.block_align, format.bits_per_sample);
+    if (size < 17) return status;
+
+    status |= avi_read_fields(stream, format.extra_size);
+    const auto extra = static_cast<std::int16_t>(format.extra_size);
+    if (extra >= 1 && extra <= kAviWaveExtraRoom) {
+        status |= avi_read_bytes(format.extra, format.extra_size, stream);
+    }
+    return status;
+}
+
+// The third value in the file belongs in the fourth slot, and the fourth in the third. Chapters
+// have the same layout.
+AviStatus avi_read_subtitle_format(std::uint16_t (&values)[4], AviStream &stream) {
+    FourCC id;
+    std::uint32_t size;
+    return avi_read_fields(stream, id, size, values[0], values[1], values[3], values[2]);
+}
+
+// A negative length is read as such, without a buffer: what it means is up to the kind of stream.
+AviStatus avi_read_stream_name(StreamName &name, AviStream &stream) {
+    FourCC id{};
+    AviStatus status = avi_read_fourcc(id, stream);
+    if (!avi_fourcc_equal(id, kStrn)) return kAviFailed;
+
+    std::uint32_t size = 0;
+    status |= avi_read_u32le(size, stream);
+    name.length = static_cast<std::int16_t>(size);
+    if (name.length < 0) return status;
+
+    const auto length = static_cast<std::uint32_t>(name.length);
+    name.bytes = avi_allocate(length + 1);
+    if (name.bytes == nullptr) return kAviFailed;
+    return status | avi_read_bytes(name.bytes.get(), length, stream);
+}
+
+// The chunk's own size is not compared with the payload's, and an odd payload has no pad byte.
+AviStatus avi_read_stream_data(StreamData &data, AviStream &stream) {
+    FourCC id{};
+    AviStatus status = avi_read_fourcc(id, stream);
+    if (!avi_fourcc_equal(id, kStrd)) return kAviFailed;
+
+    std::uint32_t chunk_size = 0;
+    status |= avi_read_fields(stream, chunk_size, data.word, data.size);
+    if (!avi_can_allocate(data.size)) return kAviFailed;
+    // A payload that the file cannot fill is not worth a buffer: any size may be written there.
+    if (avi_file_left(stream) < data.size) return avi_skip_bytes(data.size, stream);
+
+    data.bytes = avi_allocate(data.size);
+    if (data.bytes == nullptr) return kAviFailed;
+    data.pos = avi_file_tell(stream);
+    return status | avi_read_bytes(data.bytes.get(), data.size, stream);
+}
+
+// The stream number that a super index's chunk id names, or kAviSuperIndexes for none.
+std::uint32_t super_index_number(FourCC chunk_id, bool allow_trailing_stream_number) {
+    char c[5];
+    avi_fourcc_to_chars(chunk_id, c);
+    const char *digits = c;
+    if (!avi_is_stream_number(c[0], c[1])) {
+        if (!allow_trailing_stream_number || !avi_is_stream_number(c[2], c[3])) {
+            return kAviSuperIndexes;
+        }
+        digits = c + 2;
+    }
+    return static_cast<std::uint32_t>((digits[0] - '0') * 10 + (digits[1] - '0'));
+}
+
+AviStatus avi_read_super_index(AviReaderState &reader, bool allow_trailing_stream_number,
+                               AviStream &stream) {
+    const std::int64_t pos = avi_file_tell(stream);
+    FourCC id;
+    std::uint32_t size = 0;
+    SuperIndexInfo info{};
+    avi_read_fields(stream, id, size, info.longs_per_entry, info.index_subtype, info.index_type,
+                    info.entries_in_use, info.chunk_id, info.reserved);
+
+    const std::uint32_t number = super_index_number(info.chunk_id, allow_trailing_stream_number);
+    if (number < kAviSuperIndexes) {
+        reader.super_index_pos[number] = pos;
+        reader.super_index[number] = info;
+    }
+    return avi_file_seek(stream, pos + size + 8, SEEK_SET);
+}
+
+// -------------------------------------------------------------------------- the kinds of stream
+
+// Reads the name into a row if the next chunk is one. A name that the file cuts short is not kept.
+template <typename Row>
+AviStatus read_optional_name(Row &row, AviStream &stream) {
+    FourCC id;
+    if (avi_peek_chunk_header(id, stream) != kAviOk) return kAviFailed;
+    if (!avi_fourcc_equal(id, kStrn)) return kAviOk;
+
+    StreamName name{};
+    if (avi_read_stream_name(name, stream) != kAviOk) return kAviOk;
+    if (name.length < 0) return kAviFailed;
+    row.name_length = name.length;
+    row.name = name.bytes.release();
+    return kAviOk;
+}
+
+AviStatus read_optional_super_index(AviReaderState &reader, bool allow_trailing_stream_number,
+                                    AviStream &stream) {
+    FourCC id;
+    if (avi_peek_chunk_header(id, stream) != kAviOk) return kAviFailed;
+    if (avi_fourcc_equal(id, kIndx)) {
+        avi_read_super_index(reader, allow_trailing_stream_number, stream);
+    }
+    return kAviOk;
+}
+
+// Unlike a name or an index, stream data that cannot be read refuses nothing: the row has none.
+AviStatus read_optional_stream_data(VideoTrack &row, AviStream &stream) {
+    FourCC id;
+    if (avi_peek_chunk_header(id, stream) != kAviOk) return kAviFailed;
+    if (!avi_fourcc_equal(id, kStrd)) return kAviOk;
+
+    StreamData data{};
+    if (avi_read_stream_data(data, stream) != kAviOk) return kAviOk;
+    row.has_stream_data = 1;
+    row.stream_data_word = data.word;
+    row.stream_data_size = data.size;
+    row.stream_data_pos = static_cast<std::int32_t>(data.pos);
+    row.stream_data = data.bytes.release();
+    return kAviOk;
+}
+
+void describe_video(VideoTrack &row, const AviStreamHeader &header, const VideoFormat &format) {
+    row.rate = header.rate;
+    row.scale = header.scale;
+    row.width = format.width;
+    row.height = format.height;
+    row.quality = header.quality;
+    avi_fourcc_to_chars(header.handler, row.handler);
+    avi_fourcc_to_chars(format.compression, row.compression);
+}
+
+AviStatus parse_audio(AviReaderState &reader, AviStreamRecord &record,
+                      bool allow_trailing_stream_number, AviStream &stream) {
+    AudioTrack *row = reader.audio.add_row();
+    if (row == nullptr) return kAviFailed;
+    if (avi_read_audio_format(row->format, stream) != kAviOk) return kAviFailed;
+
+    const AviStreamHeader &header = record.header;
+    row->initial_frames = header.initial_frames;
+    row->scale = header.scale;
+    row->rate = header.rate;
+    row->start = header.start;
+    row->sample_size = header.sample_size;
+    record.kind = ChunkKind::audio;
+    record.track = reader.audio.last_row();
+
+    if (read_optional_name(*row, stream) != kAviOk) return kAviFailed;
+    return read_optional_super_index(reader, allow_trailing_stream_number, stream);
+}
+
+AviStatus parse_bitmap_subtitle(AviReaderState &reader, AviStreamRecord &record,
+                                const VideoFormat &format, AviStream &stream) {
+    VideoTrack *row = reader.bitmap_subtitle.add_row();
+    if (row == nullptr) return kAviFailed;
+    describe_video(*row, record.header, format);
+    record.kind = ChunkKind::bitmap_subtitle;
+    record.track = reader.bitmap_subtitle.last_row();
+    return read_optional_name(*row, stream);
+}
+
+AviStatus parse_video(AviReaderState &reader, AviStreamRecord &record,
+                      bool allow_trailing_stream_number, AviStream &stream) {
+    VideoFormat format{};
+    if (avi_read_video_format(format, stream) != kAviOk) return kAviFailed;
+    if (avi_fourcc_equal(format.compression, kQrsb)) {
+        return parse_bitmap_subtitle(reader, record, format, stream);
+    }
+
+    VideoTrack *row = reader.video.add_row();
+    if (row == nullptr) return kAviFailed;
+    if (read_optional_stream_data(*row, stream) != kAviOk) return kAviFailed;
+    describe_video(*row, record.header, format);
+    record.kind = ChunkKind::compressed_video;
+    record.track = reader.video.last_row();
+
+    if (read_optional_name(*row, stream) != kAviOk) return kAviFailed;
+    return read_optional_super_index(reader, allow_trailing_stream_number, stream);
+}
+
+AviStatus keep_text(AviTable<TextTrack> &table, ChunkKind kind, AviStreamRecord &record,
+                    std::int64_t format_pos, AviStream &stream) {
+    avi_file_seek(stream, format_pos, SEEK_SET);
+    TextTrack *row = table.add_row();
+    if (row == nullptr) return kAviFailed;
+    if (avi_read_subtitle_format(row->values, stream) != kAviOk) return kAviFailed;
+    record.kind = kind;
+    record.track = table.last_row();
+    return kAviOk;
+}
+
+// What a text stream is stands in its name, which follows the format that is then read.
+AviStatus parse_text(AviReaderState &reader, AviStreamRecord &record, AviStream &stream) {
+    const std::int64_t format_pos = avi_file_tell(stream);
+    FourCC id{};
+    std::uint32_t format_size = 0;
+    avi_read_fields(stream, id, format_size);
+    avi_file_seek(stream, format_size, SEEK_CUR);
+    const std::int64_t name_pos = avi_file_tell(stream);
+
+    if (avi_peek_chunk_header(id, stream) != kAviOk) return kAviFailed;
+    if (!avi_fourcc_equal(id, kStrn)) {
+        avi_file_seek(stream, name_pos, SEEK_SET);
+        return kAviOk;
+    }
+    StreamName name{};
+    if (avi_read_stream_name(name, stream) != kAviOk) return kAviOk;
+    if (name.starts_with("Subtitle")) {
+        return keep_text(reader.text_subtitle, ChunkKind::text_subtitle, record, format_pos, stream);
+    }
+    if (name.starts_with("Chapter")) {
+        return keep_text(reader.chapter, ChunkKind::chapter, record, format_pos, stream);
+    }
+    return kAviOk;
+}
+
+AviStatus parse_stream(AviReaderState &reader, bool allow_trailing_stream_number,
+                       AviStream &stream) {
+    if (reader.stream_count == kAviMaxStreams) return kAviFailed;
+    AviStreamRecord &record = reader.streams[reader.stream_count++];
+    record.kind = ChunkKind::unknown;
+    if (avi_read_stream_header(record.header, stream) != kAviOk) return kAviFailed;
+
+    const FourCC type = record.header.type;
+    if (avi_fourcc_equal(type, kAuds)) {
+        return parse_audio(reader, record, allow_trailing_stream_number, stream);
+    }
+    if (avi_fourcc_equal(type, kTxts)) return parse_text(reader, record, stream);
+    if (avi_fourcc_equal(type, kVids)) {
+        return parse_video(reader, record, allow_trailing_stream_number, stream);
+    }
+    return kAviOk;
+}
+
+}  // namespace
+
+void avi_parse_stream_list(AviReaderState &reader, bool allow_trailing_stream_number) {
+    ChunkNode &list = *reader.chunk_top;
+    if (parse_stream(reader, allow_trailing_stream_number, *list.stream) != kAviOk) {
+        list.error = kAviFailed;
+    }
+}

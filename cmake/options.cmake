@@ -1,0 +1,27 @@
+# How everything is compiled: `project_options` is for every target, `library_options` for what
+# ends up in the plug-in.
+
+add_library(project_options INTERFACE)
+target_include_directories(project_options INTERFACE ${PROJECT_SOURCE_DIR})
+# __FILE__ reaches the log and the binary: it names a file of the source tree, not of this machine.
+target_compile_options(project_options INTERFACE
+    -Wall -Wextra -Wshadow -Wconversion -Wsign-conversion -Wformat=2
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
+    $<$<BOOL:${DRM_SORN_WERROR}>:-Werror>)
+if(DRM_SORN_SANITIZE)
+    target_compile_options(project_options INTERFACE
+        -fsanitize=${DRM_SORN_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(project_options INTERFACE -fsanitize=${DRM_SORN_SANITIZE})
+endif()
+
+add_library(library_options INTERFACE)
+target_link_libraries(library_options INTERFACE project_options)
+target_compile_options(library_options INTERFACE
+    $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
+    -fvisibility=hidden -fvisibility-inlines-hidden
+    -fno-asynchronous-unwind-tables -ffunction-sections -fdata-sections
+    -fstack-protector-strong
+    $<$<BOOL:${DRM_SORN_COVERAGE}>:--coverage -fprofile-abs-path>)
+target_compile_definitions(library_options INTERFACE
+    $<$<AND:$<CONFIG:Release>,$<STREQUAL:${DRM_SORN_SANITIZE},>>:_FORTIFY_SOURCE=2>)
+target_link_options(library_options INTERFACE $<$<BOOL:${DRM_SORN_COVERAGE}>:--coverage>)
