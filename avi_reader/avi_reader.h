@@ -7,8 +7,8 @@
 //     aviin_close(reader);
 //
 // This header is in reading order: FourCCs, the stream and its primitives, the chunk stack, the
-// record with its tables, and the operations that fill, query and release it. Each section is
-// implemented by the source file that it names.
+// reasons for a refusal, the record with its tables, and the operations that fill, query and
+// release it. Each section is implemented by the source file that it names.
 //
 // Conventions
 //   * A status is 0 for success and 1 for failure; the statuses of a run of reads are ORed together
@@ -195,20 +195,21 @@ using AviBytes = std::unique_ptr<unsigned char[], AviFree>;
 // whose size a file declares comes from here.
 [[nodiscard]] AviBytes avi_allocate(std::uint64_t size);
 
-// ---------------------------------------------------------------- the chunk stack (chunk_stack.cpp)
+// ---------------------------------------------------------------- the chunk stack
+// (chunk_stack.cpp)
 
 // One open "RIFF", "MRIF" or "LIST" chunk. Nodes link to their parents; the record points at the
 // innermost.
 struct ChunkNode {
-    ChunkNode *parent;      // the enclosing chunk; null for the outermost form
-    AviStream *stream;      // the record's stream, not owned
-    std::int64_t start;     // position of the 8-byte header
-    std::int64_t size;      // as the header declares it, 0..0xFFFFFFFF
-    std::int64_t cursor;    // position of the next sub-chunk's header
-    FourCC id;              // "RIFF", "MRIF" or "LIST"
-    FourCC list_type;       // the form or list type
-    AviStatus error;        // statuses of the reads made for this node; non-zero stops its walk
-    std::uint32_t depth;    // 1 for the outermost form
+    ChunkNode *parent;    // the enclosing chunk; null for the outermost form
+    AviStream *stream;    // the record's stream, not owned
+    std::int64_t start;   // position of the 8-byte header
+    std::int64_t size;    // as the header declares it, 0..0xFFFFFFFF
+    std::int64_t cursor;  // position of the next sub-chunk's header
+    FourCC id;            // "RIFF", "MRIF" or "LIST"
+    FourCC list_type;     // the form or list type
+    AviStatus error;      // statuses of the reads made for this node; non-zero stops its walk
+    std::uint32_t depth;  // 1 for the outermost form
 };
 
 // Opens the form or list whose 12-byte header is at the stream's position. Null when its node
@@ -233,6 +234,43 @@ ChunkNode *avi_chunk_pop(ChunkNode *node);
 
 // Frees a node and every parent of it; nothing for null.
 void avi_chunk_free_all(ChunkNode *node);
+
+// ---------------------------------------------------------------------------- refusals
+
+// Why a file was refused, and what the position and FourCC of an AviRefusal then are.
+enum class AviReason : std::uint32_t {
+    none,
+    no_memory,              // for the record or a node
+    cannot_open,            // the C library's errno tells more
+    top_level_cut_short,    // position of the top-level chunk whose header cannot be read
+    list_header_cut_short,  // position where a form's or list's header could be read no further
+    not_a_form,             // the first chunk's id, at position 0
+    not_avi,                // the first form's type, at position 8
+    header_list_too_short,  // position of the "hdrl" list
+    no_main_header,         // position and id of the chunk that stands in place of "avih"
+    header_list_cut_short,  // position of the "hdrl" list, which goes on past the end of the file
+    too_many_streams,       // position of the "strl" list too many, as for the next five
+    too_many_audio_streams,
+    too_many_video_streams,
+    too_many_bitmap_subtitles,
+    too_many_text_subtitles,
+    too_many_chapters,
+    bad_stream_header,  // position of the "strl" list, as for all down to the next remark
+    bad_audio_format,
+    bad_video_format,
+    bad_text_format,
+    bad_stream_name,
+    stream_list_cut_short,
+    movi_too_short,  // position of the "movi" list
+    no_movi,         // position where the walk of the first form ended
+    form_cut_short,  // position where it could go no further
+};
+
+struct AviRefusal {
+    AviReason reason;
+    FourCC found;
+    std::int64_t pos;
+};
 
 // ---------------------------------------------------------------------------- the record
 
@@ -364,6 +402,7 @@ struct AviBlob {
 struct AviReaderState {
     AviStream stream;      // owned
     ChunkNode *chunk_top;  // owned; after open the "movi" list's node, whose parent is the form's
+    AviRefusal refusal;    // set by what refuses the file
 
     AviTable<VideoTrack> video;
     AviTable<AudioTrack> audio;
@@ -377,10 +416,10 @@ struct AviReaderState {
     AviMainHeader main_header;
     std::uint32_t total_frames_ext;  // from the "odml" list: frames over all forms
 
-    AviBlob menu_blob;                // last "MENU" of a QMNU list: size + 8 bytes, header included
-    std::int32_t menu_list_present;   // 1 when the first form has a QMNU list before "movi"
-    AviBlob data_blob;                // last "MTDA" of a QRDT list: size bytes of payload
-    std::int32_t data_list_present;   // 1 when the first form has a QRDT list before "movi"
+    AviBlob menu_blob;               // last "MENU" of a QMNU list: size + 8 bytes, header included
+    std::int32_t menu_list_present;  // 1 when the first form has a QMNU list before "movi"
+    AviBlob data_blob;               // last "MTDA" of a QRDT list: size bytes of payload
+    std::int32_t data_list_present;  // 1 when the first form has a QRDT list before "movi"
 
     // By stream number; a position of 0 stands for no super index.
     std::int64_t super_index_pos[kAviSuperIndexes];  // position of the "indx" header
@@ -434,14 +473,23 @@ AviStatus avi_read_main_header(AviMainHeader &header, AviStream &stream);
 // its kind. A refusal sets the node's error. (stream_list.cpp)
 void avi_parse_stream_list(AviReaderState &reader, bool allow_trailing_stream_number);
 
+// Notes why the file is refused and returns kAviFailed.
+inline AviStatus avi_refuse(AviReaderState &reader, AviReason reason, std::int64_t pos,
+                            FourCC found = {}) {
+    reader.refusal = {reason, found, pos};
+    return kAviFailed;
+}
+
 // ------------------------------------------------------------------------ open, close (reader.cpp)
 
 // Opens the file and fills a record, with the stream at the first chunk of the "movi" list. The
 // option is kept and passed on to the header walk and to the chunk classifier: non-zero lets both
 // take a stream number in the last two characters of an id. Returns null, and leaves no memory and
 // no open file behind, when the file cannot be opened, is not an AVI form, has a header list that
-// is refused, has no "movi" list, or when memory runs out.
-[[nodiscard]] AviReaderState *aviin_open(const char *path, std::uint32_t open_option);
+// is refused, has no "movi" list, or when memory runs out; `refusal`, if given, then tells why and
+// where. It is left alone on success.
+[[nodiscard]] AviReaderState *aviin_open(const char *path, std::uint32_t open_option,
+                                         AviRefusal *refusal = nullptr);
 
 // Releases a record, half-built or whole, with its stream and every buffer. Null is ignored.
 void aviin_close(AviReaderState *reader);

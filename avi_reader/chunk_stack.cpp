@@ -52,7 +52,12 @@ void avi_chunk_free_all(ChunkNode *node) {
 
 bool avi_enter_list(AviReaderState &reader) {
     ChunkNode *node = avi_chunk_push(reader.chunk_top, reader.stream);
-    if (node == nullptr) avi_chunk_free_all(reader.chunk_top);
+    if (node == nullptr) {
+        const bool at_end = avi_file_left(reader.stream) == 0;
+        avi_refuse(reader, at_end ? AviReason::list_header_cut_short : AviReason::no_memory,
+                   avi_file_tell(reader.stream));
+        avi_chunk_free_all(reader.chunk_top);
+    }
     reader.chunk_top = node;
     return node != nullptr;
 }

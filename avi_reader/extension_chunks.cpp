@@ -102,9 +102,12 @@ AviStatus avi_scan_forms(AviReaderState &reader, AviStream &stream) {
         FourCC id{};
         std::uint32_t size = 0;
         avi_file_seek(stream, offset, SEEK_SET);
-        if (avi_read_fourcc(id, stream) != kAviOk) return kAviFailed;
+        const AviStatus id_status = avi_read_fourcc(id, stream);
         const bool is_form = avi_fourcc_equal(id, kRiff);
-        if (avi_read_u32le(size, stream) != kAviOk && !is_form) return kAviFailed;
+        const AviStatus size_status = avi_read_u32le(size, stream);
+        if (id_status != kAviOk || (size_status != kAviOk && !is_form)) {
+            return avi_refuse(reader, AviReason::top_level_cut_short, offset);
+        }
         offset += std::int64_t{size} + kChunkHeader;  // no pad byte at this level
         if (is_form) scan_form(reader, stream, offset);
     } while (stream.size > offset);

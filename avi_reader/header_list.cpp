@@ -36,11 +36,17 @@ void avi_parse_header_list(AviReaderState &reader, bool allow_trailing_stream_nu
     AviStream &stream = reader.stream;
 
     const FourCC first = avi_chunk_next(header_list);
-    if (avi_chunk_at_end(header_list) || !avi_fourcc_equal(first, kAvih)) {
-        header_list.error = kAviFailed;
+    if (avi_chunk_at_end(header_list)) {
+        header_list.error = avi_refuse(reader, AviReason::header_list_too_short, header_list.start);
+        return;
+    }
+    if (header_list.error == kAviOk && !avi_fourcc_equal(first, kAvih)) {
+        header_list.error =
+            avi_refuse(reader, AviReason::no_main_header, avi_file_tell(stream), first);
+        return;
     }
     // A main header that is short is taken as far as it goes; the walk goes on after the chunk.
-    if (header_list.error == kAviOk) avi_read_main_header(reader.main_header, stream);
+    avi_read_main_header(reader.main_header, stream);
 
     while (header_list.error == kAviOk && !avi_chunk_at_end(header_list)) {
         if (!avi_fourcc_equal(avi_chunk_next(header_list), kList)) continue;
@@ -53,5 +59,8 @@ void avi_parse_header_list(AviReaderState &reader, bool allow_trailing_stream_nu
             read_extended_header(reader, stream);
         }
         avi_leave_list(reader);
+    }
+    if (header_list.error != kAviOk) {
+        avi_refuse(reader, AviReason::header_list_cut_short, header_list.start);
     }
 }

@@ -22,9 +22,15 @@ bool enter_first_form(AviReaderState &reader) {
     return avi_enter_list(reader);
 }
 
-bool is_avi_form(const ChunkNode &form) {
-    return (avi_fourcc_equal(form.id, kRiff) || avi_fourcc_equal(form.id, kMrif)) &&
-           avi_fourcc_equal(form.list_type, kAvi);
+AviStatus check_first_form(AviReaderState &reader) {
+    const ChunkNode &form = *reader.chunk_top;
+    if (!avi_fourcc_equal(form.id, kRiff) && !avi_fourcc_equal(form.id, kMrif)) {
+        return avi_refuse(reader, AviReason::not_a_form, form.start, form.id);
+    }
+    if (!avi_fourcc_equal(form.list_type, kAvi)) {
+        return avi_refuse(reader, AviReason::not_avi, form.start + 8, form.list_type);
+    }
+    return kAviOk;
 }
 
 bool measure_and_scan(AviReaderState &reader) {
@@ -35,7 +41,7 @@ bool measure_and_scan(AviReaderState &reader) {
 }
 
 bool find_index(AviReaderState &reader) {
-    if (!enter_first_form(reader) || !is_avi_form(*reader.chunk_top)) return false;
+    if (!enter_first_form(reader) || check_first_form(reader) != kAviOk) return false;
     avi_find_index(reader);
     avi_chunk_free_all(reader.chunk_top);
     reader.chunk_top = nullptr;
@@ -60,6 +66,18 @@ bool read_list(AviReaderState &reader) {
     return true;
 }
 
+// The innermost node is a "movi" list, or the form when its walk met none.
+AviStatus check_movi(AviReaderState &reader) {
+    const ChunkNode &node = *reader.chunk_top;
+    if (node.error != kAviOk) {
+        return avi_refuse(reader, AviReason::form_cut_short, avi_file_tell(reader.stream));
+    }
+    if (!avi_chunk_at_end(node)) return kAviOk;
+    return node.parent != nullptr
+               ? avi_refuse(reader, AviReason::movi_too_short, node.start)
+               : avi_refuse(reader, AviReason::no_movi, avi_file_tell(reader.stream));
+}
+
 // Walks the first form's lists in file order and stops inside "movi", so that what lies behind it
 // is never seen and a second "hdrl" before it adds to the first.
 bool walk_first_form(AviReaderState &reader) {
@@ -72,9 +90,19 @@ bool walk_first_form(AviReaderState &reader) {
         if (!read_list(reader)) return false;
         avi_leave_list(reader);
     }
-    // The form itself is innermost when no "movi" was met, and then always at its end or in error.
-    const ChunkNode &movi = *reader.chunk_top;
-    return movi.error == kAviOk && !avi_chunk_at_end(movi);
+    return check_movi(reader) == kAviOk;
+}
+
+bool fill_record(AviReaderState &reader, const char *path) {
+    reader.stream = avi_file_open(path);
+    if (reader.stream.file == nullptr) {
+        avi_refuse(reader, AviReason::cannot_open, 0);
+        return false;
+    }
+    if (!measure_and_scan(reader) || !find_index(reader) || !walk_first_form(reader)) return false;
+    reader.movi_pos = avi_file_tell(reader.stream);
+    avi_read_blobs(reader);
+    return true;
 }
 
 void free_row(const VideoTrack &row) {
@@ -97,18 +125,17 @@ void free_rows(const AviTable<Row> &table) {
 
 }  // namespace
 
-AviReaderState *aviin_open(const char *path, std::uint32_t open_option) {
+AviReaderState *aviin_open(const char *path, std::uint32_t open_option, AviRefusal *refusal) {
     Reader reader(static_cast<AviReaderState *>(std::calloc(1, sizeof(AviReaderState))));
-    if (reader == nullptr) return nullptr;
+    if (reader == nullptr) {
+        if (refusal != nullptr) *refusal = {AviReason::no_memory, {}, 0};
+        return nullptr;
+    }
     reader->open_option = open_option;
-    reader->stream = avi_file_open(path);
-    if (reader->stream.file == nullptr) return nullptr;
-
-    if (!measure_and_scan(*reader)) return nullptr;
-    if (!find_index(*reader)) return nullptr;
-    if (!walk_first_form(*reader)) return nullptr;
-    reader->movi_pos = avi_file_tell(reader->stream);
-    avi_read_blobs(*reader);
+    if (!fill_record(*reader, path)) {
+        if (refusal != nullptr) *refusal = reader->refusal;
+        return nullptr;
+    }
     return reader.release();
 }
 

@@ -160,8 +160,8 @@ std::uint32_t super_index_number(FourCC chunk_id, bool allow_trailing_stream_num
     return static_cast<std::uint32_t>((digits[0] - '0') * 10 + (digits[1] - '0'));
 }
 
-AviStatus avi_read_super_index(AviReaderState &reader, bool allow_trailing_stream_number,
-                               AviStream &stream) {
+AviStatus avi_read_super_index(AviReaderState &reader, bool allow_trailing_stream_number) {
+    AviStream &stream = reader.stream;
     const std::int64_t pos = avi_file_tell(stream);
     FourCC id;
     std::uint32_t size = 0;
@@ -179,39 +179,55 @@ AviStatus avi_read_super_index(AviReaderState &reader, bool allow_trailing_strea
 
 // -------------------------------------------------------------------------- the kinds of stream
 
+// The list being parsed.
+struct StreamList {
+    AviReaderState &reader;
+    AviStream &stream;
+    AviStreamRecord &record;
+    bool allow_trailing_stream_number;
+};
+
+AviStatus refuse(const StreamList &list, AviReason reason) {
+    return avi_refuse(list.reader, reason, list.reader.chunk_top->start);
+}
+
+AviStatus peek(const StreamList &list, FourCC &id) {
+    if (avi_peek_chunk_header(id, list.stream) == kAviOk) return kAviOk;
+    return refuse(list, AviReason::stream_list_cut_short);
+}
+
 // Reads the name into a row if the next chunk is one. A name that the file cuts short is not kept.
 template <typename Row>
-AviStatus read_optional_name(Row &row, AviStream &stream) {
+AviStatus read_optional_name(const StreamList &list, Row &row) {
     FourCC id;
-    if (avi_peek_chunk_header(id, stream) != kAviOk) return kAviFailed;
+    if (peek(list, id) != kAviOk) return kAviFailed;
     if (!avi_fourcc_equal(id, kStrn)) return kAviOk;
 
     StreamName name{};
-    if (avi_read_stream_name(name, stream) != kAviOk) return kAviOk;
-    if (name.length < 0) return kAviFailed;
+    if (avi_read_stream_name(name, list.stream) != kAviOk) return kAviOk;
+    if (name.length < 0) return refuse(list, AviReason::bad_stream_name);
     row.name_length = name.length;
     row.name = name.bytes.release();
     return kAviOk;
 }
 
-AviStatus read_optional_super_index(AviReaderState &reader, bool allow_trailing_stream_number,
-                                    AviStream &stream) {
+AviStatus read_optional_super_index(const StreamList &list) {
     FourCC id;
-    if (avi_peek_chunk_header(id, stream) != kAviOk) return kAviFailed;
+    if (peek(list, id) != kAviOk) return kAviFailed;
     if (avi_fourcc_equal(id, kIndx)) {
-        avi_read_super_index(reader, allow_trailing_stream_number, stream);
+        avi_read_super_index(list.reader, list.allow_trailing_stream_number);
     }
     return kAviOk;
 }
 
 // Unlike a name or an index, stream data that cannot be read refuses nothing: the row has none.
-AviStatus read_optional_stream_data(VideoTrack &row, AviStream &stream) {
+AviStatus read_optional_stream_data(const StreamList &list, VideoTrack &row) {
     FourCC id;
-    if (avi_peek_chunk_header(id, stream) != kAviOk) return kAviFailed;
+    if (peek(list, id) != kAviOk) return kAviFailed;
     if (!avi_fourcc_equal(id, kStrd)) return kAviOk;
 
     StreamData data{};
-    if (avi_read_stream_data(data, stream) != kAviOk) return kAviOk;
+    if (avi_read_stream_data(data, list.stream) != kAviOk) return kAviOk;
     row.has_stream_data = 1;
     row.stream_data_word = data.word;
     row.stream_data_size = data.size;
@@ -230,67 +246,77 @@ void describe_video(VideoTrack &row, const AviStreamHeader &header, const VideoF
     avi_fourcc_to_chars(format.compression, row.compression);
 }
 
-AviStatus parse_audio(AviReaderState &reader, AviStreamRecord &record,
-                      bool allow_trailing_stream_number, AviStream &stream) {
-    AudioTrack *row = reader.audio.add_row();
-    if (row == nullptr) return kAviFailed;
-    if (avi_read_audio_format(row->format, stream) != kAviOk) return kAviFailed;
+AviStatus parse_audio(const StreamList &list) {
+    AudioTrack *row = list.reader.audio.add_row();
+    if (row == nullptr) return refuse(list, AviReason::too_many_audio_streams);
+    if (avi_read_audio_format(row->format, list.stream) != kAviOk) {
+        return refuse(list, AviReason::bad_audio_format);
+    }
 
-    const AviStreamHeader &header = record.header;
+    const AviStreamHeader &header = list.record.header;
     row->initial_frames = header.initial_frames;
     row->scale = header.scale;
     row->rate = header.rate;
     row->start = header.start;
     row->sample_size = header.sample_size;
-    record.kind = ChunkKind::audio;
-    record.track = reader.audio.last_row();
+    list.record.kind = ChunkKind::audio;
+    list.record.track = list.reader.audio.last_row();
 
-    if (read_optional_name(*row, stream) != kAviOk) return kAviFailed;
-    return read_optional_super_index(reader, allow_trailing_stream_number, stream);
+    if (read_optional_name(list, *row) != kAviOk) return kAviFailed;
+    return read_optional_super_index(list);
 }
 
-AviStatus parse_bitmap_subtitle(AviReaderState &reader, AviStreamRecord &record,
-                                const VideoFormat &format, AviStream &stream) {
-    VideoTrack *row = reader.bitmap_subtitle.add_row();
-    if (row == nullptr) return kAviFailed;
-    describe_video(*row, record.header, format);
-    record.kind = ChunkKind::bitmap_subtitle;
-    record.track = reader.bitmap_subtitle.last_row();
-    return read_optional_name(*row, stream);
+AviStatus parse_bitmap_subtitle(const StreamList &list, const VideoFormat &format) {
+    VideoTrack *row = list.reader.bitmap_subtitle.add_row();
+    if (row == nullptr) return refuse(list, AviReason::too_many_bitmap_subtitles);
+    describe_video(*row, list.record.header, format);
+    list.record.kind = ChunkKind::bitmap_subtitle;
+    list.record.track = list.reader.bitmap_subtitle.last_row();
+    return read_optional_name(list, *row);
 }
 
-AviStatus parse_video(AviReaderState &reader, AviStreamRecord &record,
-                      bool allow_trailing_stream_number, AviStream &stream) {
+AviStatus parse_video(const StreamList &list) {
     VideoFormat format{};
-    if (avi_read_video_format(format, stream) != kAviOk) return kAviFailed;
+    if (avi_read_video_format(format, list.stream) != kAviOk) {
+        return refuse(list, AviReason::bad_video_format);
+    }
     if (avi_fourcc_equal(format.compression, kQrsb)) {
-        return parse_bitmap_subtitle(reader, record, format, stream);
+        return parse_bitmap_subtitle(list, format);
     }
 
-    VideoTrack *row = reader.video.add_row();
-    if (row == nullptr) return kAviFailed;
-    if (read_optional_stream_data(*row, stream) != kAviOk) return kAviFailed;
-    describe_video(*row, record.header, format);
-    record.kind = ChunkKind::compressed_video;
-    record.track = reader.video.last_row();
+    VideoTrack *row = list.reader.video.add_row();
+    if (row == nullptr) return refuse(list, AviReason::too_many_video_streams);
+    if (read_optional_stream_data(list, *row) != kAviOk) return kAviFailed;
+    describe_video(*row, list.record.header, format);
+    list.record.kind = ChunkKind::compressed_video;
+    list.record.track = list.reader.video.last_row();
 
-    if (read_optional_name(*row, stream) != kAviOk) return kAviFailed;
-    return read_optional_super_index(reader, allow_trailing_stream_number, stream);
+    if (read_optional_name(list, *row) != kAviOk) return kAviFailed;
+    return read_optional_super_index(list);
 }
 
-AviStatus keep_text(AviTable<TextTrack> &table, ChunkKind kind, AviStreamRecord &record,
-                    std::int64_t format_pos, AviStream &stream) {
-    avi_file_seek(stream, format_pos, SEEK_SET);
-    TextTrack *row = table.add_row();
-    if (row == nullptr) return kAviFailed;
-    if (avi_read_subtitle_format(row->values, stream) != kAviOk) return kAviFailed;
-    record.kind = kind;
-    record.track = table.last_row();
+// The kinds of text stream differ in their table alone.
+struct TextKind {
+    AviTable<TextTrack> &table;
+    ChunkKind kind;
+    AviReason too_many;
+};
+
+AviStatus keep_text(const StreamList &list, const TextKind &text, std::int64_t format_pos) {
+    avi_file_seek(list.stream, format_pos, SEEK_SET);
+    TextTrack *row = text.table.add_row();
+    if (row == nullptr) return refuse(list, text.too_many);
+    if (avi_read_subtitle_format(row->values, list.stream) != kAviOk) {
+        return refuse(list, AviReason::bad_text_format);
+    }
+    list.record.kind = text.kind;
+    list.record.track = text.table.last_row();
     return kAviOk;
 }
 
 // What a text stream is stands in its name, which follows the format that is then read.
-AviStatus parse_text(AviReaderState &reader, AviStreamRecord &record, AviStream &stream) {
+AviStatus parse_text(const StreamList &list) {
+    AviStream &stream = list.stream;
     const std::int64_t format_pos = avi_file_tell(stream);
     FourCC id{};
     std::uint32_t format_size = 0;
@@ -298,45 +324,48 @@ AviStatus parse_text(AviReaderState &reader, AviStreamRecord &record, AviStream 
     avi_file_seek(stream, format_size, SEEK_CUR);
     const std::int64_t name_pos = avi_file_tell(stream);
 
-    if (avi_peek_chunk_header(id, stream) != kAviOk) return kAviFailed;
+    if (peek(list, id) != kAviOk) return kAviFailed;
     if (!avi_fourcc_equal(id, kStrn)) {
         avi_file_seek(stream, name_pos, SEEK_SET);
         return kAviOk;
     }
     StreamName name{};
-    if (avi_read_stream_name(name, stream) != kAviOk) return kAviOk;
+    if (avi_read_stream_name(name, list.stream) != kAviOk) return kAviOk;
     if (name.starts_with("Subtitle")) {
-        return keep_text(reader.text_subtitle, ChunkKind::text_subtitle, record, format_pos, stream);
+        const TextKind subtitle = {list.reader.text_subtitle, ChunkKind::text_subtitle,
+                                   AviReason::too_many_text_subtitles};
+        return keep_text(list, subtitle, format_pos);
     }
     if (name.starts_with("Chapter")) {
-        return keep_text(reader.chapter, ChunkKind::chapter, record, format_pos, stream);
+        const TextKind chapter = {list.reader.chapter, ChunkKind::chapter,
+                                  AviReason::too_many_chapters};
+        return keep_text(list, chapter, format_pos);
     }
     return kAviOk;
 }
 
-AviStatus parse_stream(AviReaderState &reader, bool allow_trailing_stream_number,
-                       AviStream &stream) {
-    if (reader.stream_count == kAviMaxStreams) return kAviFailed;
-    AviStreamRecord &record = reader.streams[reader.stream_count++];
-    record.kind = ChunkKind::unknown;
-    if (avi_read_stream_header(record.header, stream) != kAviOk) return kAviFailed;
-
-    const FourCC type = record.header.type;
-    if (avi_fourcc_equal(type, kAuds)) {
-        return parse_audio(reader, record, allow_trailing_stream_number, stream);
+AviStatus parse_by_type(const StreamList &list) {
+    list.record.kind = ChunkKind::unknown;
+    if (avi_read_stream_header(list.record.header, list.stream) != kAviOk) {
+        return refuse(list, AviReason::bad_stream_header);
     }
-    if (avi_fourcc_equal(type, kTxts)) return parse_text(reader, record, stream);
-    if (avi_fourcc_equal(type, kVids)) {
-        return parse_video(reader, record, allow_trailing_stream_number, stream);
-    }
+    const FourCC type = list.record.header.type;
+    if (avi_fourcc_equal(type, kAuds)) return parse_audio(list);
+    if (avi_fourcc_equal(type, kTxts)) return parse_text(list);
+    if (avi_fourcc_equal(type, kVids)) return parse_video(list);
     return kAviOk;
 }
 
 }  // namespace
 
 void avi_parse_stream_list(AviReaderState &reader, bool allow_trailing_stream_number) {
-    ChunkNode &list = *reader.chunk_top;
-    if (parse_stream(reader, allow_trailing_stream_number, *list.stream) != kAviOk) {
-        list.error = kAviFailed;
+    ChunkNode &node = *reader.chunk_top;
+    if (reader.stream_count == kAviMaxStreams) {
+        node.error = avi_refuse(reader, AviReason::too_many_streams, node.start);
+        return;
+    }
+    AviStreamRecord &record = reader.streams[reader.stream_count++];
+    if (parse_by_type({reader, reader.stream, record, allow_trailing_stream_number}) != kAviOk) {
+        node.error = kAviFailed;
     }
 }

@@ -63,9 +63,9 @@ typedef struct SvcFileHandle SvcFileHandle;
 
 /* Results of open, and of read, which has only the first. */
 enum {
-    DRM_SVC_SORN_OK = 0,             /* success */
-    DRM_SVC_SORN_NO_MEMORY = -997,   /* no memory for the handle */
-    DRM_SVC_SORN_CANNOT_OPEN = -999  /* no path, or a file that cannot be opened or is refused */
+    DRM_SVC_SORN_OK = 0,            /* success */
+    DRM_SVC_SORN_NO_MEMORY = -997,  /* no memory for the handle */
+    DRM_SVC_SORN_CANNOT_OPEN = -999 /* no path, or a file that cannot be opened or is refused */
 };
 
 /* Results of close. */

@@ -154,23 +154,22 @@ Bytes rich_file() {
                              .bits_per_sample = 0,
                              .extra_size = 12,
                              .extra = filler(12)};
-    const Bytes headers =
-        list("hdrl", avih({.total_frames = 4, .streams = 5}),
-             video_stream({.header = {.type = "vids", .handler = "QRSV", .length = 4, .quality = 7},
-                           .format = {.compression = "QRSV"},
-                           .strd = strd(0x10203040, filler(9, 2)),
-                           .name = "Main film",
-                           .index = SuperIndex{.entries_in_use = 1, .entries = filler(16)}}),
-             audio_stream({.header = {.type = "auds", .scale = 1152, .rate = 44100},
-                           .format = mp3,
-                           .name = "English",
-                           .index = SuperIndex{.entries_in_use = 1,
-                                               .chunk_id = "01wb",
-                                               .entries = filler(16)}}),
-             bitmap_subtitle_stream({.name = "Deutsch"}),
-             text_stream({.values = {11, 12, 13, 14}, .name = "Subtitle 1"}),
-             text_stream({.values = {21, 22, 23, 24}, .name = "Chapter 1"}),  //
-             odml(6));
+    const Bytes headers = list(
+        "hdrl", avih({.total_frames = 4, .streams = 5}),
+        video_stream({.header = {.type = "vids", .handler = "QRSV", .length = 4, .quality = 7},
+                      .format = {.compression = "QRSV"},
+                      .strd = strd(0x10203040, filler(9, 2)),
+                      .name = "Main film",
+                      .index = SuperIndex{.entries_in_use = 1, .entries = filler(16)}}),
+        audio_stream(
+            {.header = {.type = "auds", .scale = 1152, .rate = 44100},
+             .format = mp3,
+             .name = "English",
+             .index = SuperIndex{.entries_in_use = 1, .chunk_id = "01wb", .entries = filler(16)}}),
+        bitmap_subtitle_stream({.name = "Deutsch"}),
+        text_stream({.values = {11, 12, 13, 14}, .name = "Subtitle 1"}),
+        text_stream({.values = {21, 22, 23, 24}, .name = "Chapter 1"}),  //
+        odml(6));
     const Bytes media =
         list("movi", chunk("00dc", filler(200)), chunk("01wb", filler(63)),
              list("rec ", chunk("00dc", filler(90)), chunk("01wb", filler(64))),

@@ -5,9 +5,9 @@
 //                       list("movi", chunk("00dc", "a frame"), chunk("01wb", "sound")),
 //                       chunk("idx1", ""));
 //
-// A chunk's size and pad byte are right unless a test asks for others: `claiming` declares any size,
-// `unpadded` leaves the pad byte out. Everything is bytes, so parts join with `+` and a broken file
-// is made by cutting or patching a good one.
+// A chunk's size and pad byte are right unless a test asks for others: `claiming` declares any
+// size, `unpadded` leaves the pad byte out. Everything is bytes, so parts join with `+` and a
+// broken file is made by cutting or patching a good one.
 #ifndef TESTS_AVI_BUILDER_H
 #define TESTS_AVI_BUILDER_H
 
