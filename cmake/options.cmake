@@ -22,6 +22,7 @@ target_compile_options(library_options INTERFACE
     -fno-asynchronous-unwind-tables -ffunction-sections -fdata-sections
     -fstack-protector-strong
     $<$<BOOL:${DRM_SORN_COVERAGE}>:--coverage -fprofile-abs-path>)
-target_compile_definitions(library_options INTERFACE
-    $<$<AND:$<CONFIG:Release>,$<STREQUAL:${DRM_SORN_SANITIZE},>>:_FORTIFY_SOURCE=2>)
+if(NOT DRM_SORN_SANITIZE)  # the sanitizers' own checks take the place of these
+    target_compile_definitions(library_options INTERFACE $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
+endif()
 target_link_options(library_options INTERFACE $<$<BOOL:${DRM_SORN_COVERAGE}>:--coverage>)
