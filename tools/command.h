@@ -1,0 +1,41 @@
+// What the commands of sorn-tool share. Each command is a file of its own: it adds itself to the
+// program's command line, and leaves its exit status when it has run.
+#ifndef TOOLS_COMMAND_H
+#define TOOLS_COMMAND_H
+
+#include <fmt/format.h>
+
+#include <CLI/App.hpp>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+// Exit statuses. `--help` and the manual page list them; scripts depend on them.
+enum class Exit : int {
+    success = 0,       // everything agreed, or every file opened
+    disagreed = 1,     // something did not agree, or a file did not open (info)
+    usage = 2,         // the command line is wrong
+    refused = 3,       // the plug-in refuses the file
+    no_plugin = 4,     // the plug-in is missing or unusable
+    cut_short = 5,     // the file ends before what it declares
+    unreadable = 6,    // the path cannot be read
+    interrupted = 130  // Ctrl-C, as shells count it
+};
+
+// A failure that ends a command. The text is one line, without the program's name.
+class Failure : public std::runtime_error {
+public:
+    Failure(Exit status, const std::string &text) : std::runtime_error(text), status_(status) {}
+    [[nodiscard]] Exit status() const { return status_; }
+
+private:
+    Exit status_;
+};
+
+// Writes one line to standard error, after the program's name.
+void complain(const std::string &text);
+
+void add_play(CLI::App &app, Exit &status);
+void add_info(CLI::App &app, Exit &status);
+
+#endif

@@ -1,0 +1,67 @@
+// sorn-tool: what the plug-in does with a file, for those who integrate it and those who wonder.
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <new>
+
+#include "command.h"
+
+namespace {
+
+constexpr const char *kStatuses = R"(Exit status:
+  0    everything agreed; with info, every file opened
+  1    something disagreed; with info, a file did not open
+  2    wrong usage
+  3    the plug-in refuses the file
+  4    the plug-in is missing or unusable
+  5    the file is cut short
+  6    the path cannot be read
+  130  interrupted)";
+
+int usage_error(const CLI::ParseError &error) {
+    std::string text = error.what();
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    complain(text + " (see sorn-tool --help)");
+    return static_cast<int>(Exit::usage);
+}
+
+// A full disk must not look like success.
+Exit finish_output(Exit status) {
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
+    complain("cannot write to standard output");
+    return status == Exit::success ? Exit::disagreed : status;
+}
+
+}  // namespace
+
+void complain(const std::string &text) {
+    fmt::print(stderr, "sorn-tool: {}\n", text);
+}
+
+int main(int argc, char **argv) {
+    CLI::App app(
+        "Plays AVI files through the libdrm-sorn plug-in, and shows what it knows of them.",
+        "sorn-tool");
+    app.set_version_flag("--version", "sorn-tool " SORN_TOOL_VERSION);
+    app.require_subcommand(1);
+    app.footer(kStatuses);
+
+    Exit status = Exit::success;
+    add_play(app, status);
+    add_info(app, status);
+    for (CLI::App *command : app.get_subcommands({})) command->footer(kStatuses);
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        return error.get_exit_code() == 0 ? app.exit(error) : usage_error(error);
+    } catch (const Failure &failure) {
+        complain(failure.what());
+        status = failure.status();
+    } catch (const std::bad_alloc &) {
+        complain("out of memory");
+        status = Exit::disagreed;
+    }
+    return static_cast<int>(finish_output(status));
+}
