@@ -50,7 +50,7 @@ std::string path_text(std::string_view path) {
 
 std::string with_commas(std::uint64_t number) {
     std::string text = std::to_string(number);
-    for (std::size_t i = text.size(); i > 3; i -= 3) text.insert(i - 3, ",");
+    for (std::size_t i = text.size(); i > 3; i -= 3) text.insert(i - 3, 1, ',');
     return text;
 }
 
