@@ -104,8 +104,8 @@ struct AudioFormat {
     std::uint32_t average_bytes_per_second = 192000;
     std::uint16_t block_align = 4;
     std::uint16_t bits_per_sample = 16;
-    std::optional<std::uint16_t> extra_size;  // without one, the format ends before it
-    Bytes extra;
+    std::optional<std::uint16_t> extra_size = {};  // without one, the format ends before it
+    Bytes extra = {};
 };
 Bytes audio_format_body(const AudioFormat &format = {});
 Bytes audio_strf(const AudioFormat &format = {});
@@ -123,7 +123,7 @@ struct SuperIndex {
     std::uint32_t entries_in_use = 0;
     std::string_view chunk_id = "00dc";
     std::array<std::uint32_t, 3> reserved{};
-    Bytes entries;
+    Bytes entries = {};
 };
 Bytes indx(const SuperIndex &index = {});
 
@@ -132,24 +132,24 @@ Bytes indx(const SuperIndex &index = {});
 struct VideoStream {
     StreamHeader header = {.type = "vids", .handler = "FMP4"};
     VideoFormat format = {};
-    std::optional<Bytes> strd;  // made with strd()
-    std::optional<Bytes> name;
-    std::optional<SuperIndex> index;
+    std::optional<Bytes> strd = {};  // made with strd()
+    std::optional<Bytes> name = {};
+    std::optional<SuperIndex> index = {};
 };
 Bytes video_stream(const VideoStream &stream = {});
 
 struct AudioStream {
     StreamHeader header = {.type = "auds", .scale = 4, .rate = 192000, .sample_size = 4};
     AudioFormat format = {};
-    std::optional<Bytes> name;
-    std::optional<SuperIndex> index;
+    std::optional<Bytes> name = {};
+    std::optional<SuperIndex> index = {};
 };
 Bytes audio_stream(const AudioStream &stream = {});
 
 struct BitmapSubtitleStream {
     StreamHeader header = {.type = "vids", .handler = "QRSB"};
     VideoFormat format = {.compression = "QRSB"};
-    std::optional<Bytes> name;
+    std::optional<Bytes> name = {};
 };
 Bytes bitmap_subtitle_stream(const BitmapSubtitleStream &stream = {});
 
