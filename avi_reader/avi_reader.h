@@ -374,10 +374,12 @@ struct AviTable {
 
     [[nodiscard]] Row *add_row() { return count < kAviMaxTracks ? &rows[count++] : nullptr; }
     [[nodiscard]] std::uint32_t last_row() const { return static_cast<std::uint32_t>(count - 1); }
-    [[nodiscard]] std::span<Row> used() { return {rows, static_cast<std::size_t>(count)}; }
-    [[nodiscard]] std::span<const Row> used() const {
-        return {rows, static_cast<std::size_t>(count)};
+    // No row for a count below 0, too.
+    [[nodiscard]] std::size_t size() const {
+        return count > 0 ? static_cast<std::size_t>(count) : std::size_t{0};
     }
+    [[nodiscard]] std::span<Row> used() { return {rows, size()}; }
+    [[nodiscard]] std::span<const Row> used() const { return {rows, size()}; }
 };
 
 // The header of an "indx" chunk. Its entries are not read.
