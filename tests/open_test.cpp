@@ -11,6 +11,21 @@
 
 namespace {
 
+// The reader's allocations, counted from when the countdown is set; the one that takes it to 0
+// fails.
+int allocations_left = 0;
+
+}  // namespace
+
+// The linker sends the reader's calls of calloc here.
+extern "C" void *__real_calloc(std::size_t count, std::size_t size);
+extern "C" void *__wrap_calloc(std::size_t count, std::size_t size);
+void *__wrap_calloc(std::size_t count, std::size_t size) {
+    return --allocations_left == 0 ? nullptr : __real_calloc(count, size);
+}
+
+namespace {
+
 using namespace avi_builder;
 
 const Bytes kHeaders = list("hdrl", avih(), video_stream());
@@ -381,6 +396,68 @@ TEST(Close, ReleasesARecordThatHasNoFileYet) {
         aviin_close(static_cast<AviReaderState *>(std::calloc(1, sizeof(AviReaderState))));
     };
     EXPECT_EQ(heap_kept_by(close_empty), 0);
+}
+
+// ---- when memory runs out
+
+Record open_failing_at(const TempFile &file, int allocation) {
+    allocations_left = allocation;
+    Record reader(aviin_open(file.path(), 0));
+    return reader;
+}
+
+// How often opening the file asks for memory.
+int allocations_for(const TempFile &file) {
+    const Record reader = open_failing_at(file, 0);
+    return -allocations_left;
+}
+
+TEST(OutOfMemory, LeavesNothingBehindWhicheverAllocationFails) {
+    const TempFile file(rich_file());
+    const int allocations = allocations_for(file);
+    ASSERT_GT(allocations, 20);
+    const std::ptrdiff_t files = open_files();
+    for (int failing = 1; failing <= allocations; ++failing) {
+        const auto open_and_close = [&file, failing] { open_failing_at(file, failing); };
+        EXPECT_EQ(heap_kept_by(open_and_close), 0) << failing;
+        EXPECT_EQ(open_files(), files) << failing;
+    }
+}
+
+TEST(OutOfMemory, RefusesTheFileForWantOfTheRecordOrANode) {
+    // The record, the form, the form again and its only list.
+    const TempFile file(riff("AVI ", kMedia));
+    ASSERT_EQ(allocations_for(file), 4);
+    for (int failing = 1; failing <= 4; ++failing) {
+        EXPECT_EQ(open_failing_at(file, failing), nullptr) << failing;
+    }
+    // A list in the header list: the fifth, behind the header list itself.
+    const TempFile headers(riff("AVI ", list("hdrl", avih(), odml(3)), kMedia));
+    ASSERT_EQ(allocations_for(headers), 6);
+    for (int failing = 1; failing <= 6; ++failing) {
+        EXPECT_EQ(open_failing_at(headers, failing), nullptr) << failing;
+    }
+}
+
+TEST(OutOfMemory, LeavesOnlyTheBlobEmptyThatCannotBeHad) {
+    const TempFile file(rich_file());
+    const int last = allocations_for(file);
+    for (int failing = last - 2; failing <= last; ++failing) {
+        const Record reader = open_failing_at(file, failing);
+        ASSERT_NE(reader, nullptr);
+        EXPECT_EQ(avi_file_tell(reader->stream), reader->movi_pos);
+        int empty = 0;
+        for (const AviBlob *blob :
+             {&reader->data_blob, &reader->menu_blob, &reader->form_menu_blob}) {
+            if (blob->data == nullptr) {
+                ++empty;
+                expect_empty(*blob);
+            } else {
+                EXPECT_EQ(blob->present, 1);
+            }
+        }
+        EXPECT_EQ(empty, 1) << failing;
+    }
 }
 
 // ---- positions that 32 bits cannot hold
