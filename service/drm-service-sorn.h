@@ -3,20 +3,28 @@
  *
  * A media service loads libdrm-sorn.so.0 and reaches a file through five functions:
  *
- *     SvcFileHandle *file;
- *     unsigned char header[12];
- *     uint32_t count;
+ *     #include <drm-service-sorn.h>
  *
- *     if (drm_svc_sorn_open_file("/media/film.avi", &file) != DRM_SVC_SORN_OK)
- *         return;                                            // nothing to release
+ *     // Prints what form a file starts with, and how long the file is.
+ *     int describe(const char *path)
+ *     {
+ *         SvcFileHandle *file;
+ *         unsigned char header[12];
+ *         uint32_t count;
  *
- *     drm_svc_sorn_read_file(file, header, sizeof header, &count);  // "RIFF", size, "AVI "
- *     if (count == sizeof header) {
- *         drm_svc_sorn_seek_file(file, 4, SEEK_CUR);         // 4 bytes further on
- *         int32_t position = drm_svc_sorn_tell_file(file);   // 16
- *         ...
+ *         if (drm_svc_sorn_open_file(path, &file) != DRM_SVC_SORN_OK)
+ *             return 1;  // nothing to release
+ *
+ *         drm_svc_sorn_read_file(file, header, sizeof header, &count);
+ *         if (count == sizeof header) {  // "RIFF", the form's size, "AVI "
+ *             drm_svc_sorn_seek_file(file, 0, SEEK_END);
+ *             int32_t length = drm_svc_sorn_tell_file(file);
+ *             printf("%.4s of type %.4s, %ld bytes\n", (char *)header, (char *)header + 8,
+ *                    (long)length);
+ *         }
+ *         drm_svc_sorn_close_file(file);
+ *         return count == sizeof header ? 0 : 1;
  *     }
- *     drm_svc_sorn_close_file(file);
  *
  * Open accepts a file whose first form is an AVI form with a header list and a non-empty "movi"
  * list. After that the file is read as it stands: a read delivers exactly the bytes at the
@@ -28,7 +36,8 @@
  *     void _debug_message(int line, const char *file, unsigned int category, unsigned int level,
  *                         const char *format, ...);
  *
- * with a printf-style format. Categories and levels:
+ * `line` and `file` say where in the library's source the message comes from, and `format` is a
+ * printf-style one for the arguments behind it. Categories and levels:
  *
  *     0x6110000, level 0x4000000   start and success of open and close
  *     0x61e0000, level 0x4000000   inner steps: each read, seek and tell, what a read falls on
@@ -75,8 +84,9 @@ enum {
 };
 
 /*
- * Opens the file at `path` and reads its headers. The cost depends on the number of chunks at the
- * first level of the file and its first form, not on the file's length.
+ * Opens the file at `path` and reads its headers. The cost depends on the headers, on the number of
+ * chunks at the first level of the file and of its first form and on the size of the extension
+ * chunks, not on the file's length.
  *
  *   path        NUL-terminated; only read during the call. Null is refused.
  *   new_handle  must not be null. On success it receives the handle, at position 0, which the
