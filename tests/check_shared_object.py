@@ -90,6 +90,11 @@ class Binary:
         return int(match[1]) // 8
 
 
+def objects_of(options):
+    need(options.objects, "no object files were named")
+    return options.objects
+
+
 CHECKS = {}
 
 
@@ -179,7 +184,10 @@ def fortified(_library, options):
     The compiler proves today's bounds and drops each run-time check, so that none is left in the
     file to look for; what can be seen is that the headers had them switched on.
     """
-    commands = json.loads(pathlib.Path(options.compile_commands).read_text())
+    try:
+        commands = json.loads(pathlib.Path(options.compile_commands).read_text())
+    except (OSError, ValueError) as error:
+        raise Wrong(f"cannot read the compile commands: {error}") from error
     sources = [entry for entry in commands
                if re.search(r"/(avi_reader|service)/[^/]+\.cpp$", entry["file"])]
     need(len(sources) >= 2, "the library's sources are not among the compile commands")
@@ -198,7 +206,7 @@ def constructors(library, options):
     arrays = [(name, size) for name, size, _ in library.sections()
               if re.match(r"\.(preinit_array|init_array|ctors)", name)]
     need(all(size <= library.pointer_size() for _, size in arrays), f"run at load: {arrays}")
-    for binary in options.objects:
+    for binary in objects_of(options):
         ours = [name for name, _, _ in binary.sections()
                 if re.match(r"\.((pre)?init_array|fini_array|ctors|dtors)", name)]
         need(not ours, f"{binary.path} has {ours}")
@@ -215,7 +223,7 @@ def writable_data(library, options):
         allowed = "W" not in flags or re.fullmatch(filled_in, name) or (
             re.fullmatch(start_files, name) and size <= library.pointer_size())
         need(allowed, f"{size} writable bytes in {name}")
-    for binary in options.objects:
+    for binary in objects_of(options):
         ours = [(name, size) for name, size, flags in binary.sections()
                 if "W" in flags and not name.startswith(".data.rel.ro")]
         need(not ours, f"{binary.path} has {ours}")
@@ -227,7 +235,7 @@ def language_runtime(library, options):
     linked = library.symbols()
     need(EXPORTS <= linked, "the linked symbols are not listed")
     found = {name for name in linked if re.match(r"(__GI_)?abort$|__cxa_(?!finalize)|_Unwind_", name)}
-    for binary in [library, *options.objects]:
+    for binary in [library, *objects_of(options)]:
         found |= {name for name in binary.symbols("--undefined-only") if RUNTIME.match(name)}
     need(not found, f"refers to {sorted(found)}")
 
