@@ -24,6 +24,7 @@ void look_up(Function &function, void *library, const char *name) {
 }
 
 Plugin load() {
+    const AllocationPause pause;
     void *library = dlopen(DRM_SORN_PLUGIN, RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) throw std::runtime_error(dlerror());
     Plugin plugin{};
