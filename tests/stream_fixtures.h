@@ -1,0 +1,104 @@
+// Parts of the reader at work on bytes: a stream over them, and a "strl" list parsed on its own.
+#ifndef TESTS_STREAM_FIXTURES_H
+#define TESTS_STREAM_FIXTURES_H
+
+#include <cstdint>
+#include <cstdlib>
+#include <ostream>
+#include <stdexcept>
+
+#include "test_files.h"
+
+// Makes failures of an expectation on kinds readable.
+inline void PrintTo(ChunkKind kind, std::ostream *out) {
+    *out << "kind " << static_cast<std::uint32_t>(kind);
+}
+
+// An open stream over a file with that content, measured as the reader does it.
+class TestStream {
+public:
+    explicit TestStream(const avi_builder::Bytes &content)
+        : file_(content), stream_(avi_file_open(file_.path())) {
+        if (stream_.file == nullptr) throw std::runtime_error("cannot open a temporary file");
+        stream_.size = static_cast<std::int64_t>(content.size());
+    }
+    ~TestStream() { avi_file_close(stream_); }
+    TestStream(const TestStream &) = delete;
+    TestStream &operator=(const TestStream &) = delete;
+
+    AviStream &operator*() { return stream_; }
+
+    void move_to(std::int64_t position) {
+        if (avi_file_seek(stream_, position, SEEK_SET) != kAviOk) {
+            throw std::runtime_error("cannot move a stream");
+        }
+    }
+    std::int64_t position() { return avi_file_tell(stream_); }
+
+private:
+    TempFile file_;
+    AviStream stream_;
+};
+
+// A record into which one "strl" list was parsed, and nothing else. The list is the whole file, so
+// that whatever is left out at its end is the end of the file too.
+class ParsedList {
+public:
+    static constexpr std::int64_t kHeader = 12;
+
+    explicit ParsedList(const avi_builder::Bytes &content,
+                        bool allow_trailing_stream_number = false)
+        : file_("LIST" + avi_builder::u32(static_cast<std::uint32_t>(content.size() + 4)) + "strl" +
+                content),
+          record_(static_cast<AviReaderState *>(std::calloc(1, sizeof(AviReaderState)))) {
+        record_->stream = avi_file_open(file_.path());
+        record_->stream.size = kHeader + static_cast<std::int64_t>(content.size());
+        if (!avi_enter_list(*record_)) throw std::runtime_error("cannot enter a list");
+        avi_parse_stream_list(*record_, allow_trailing_stream_number);
+    }
+
+    [[nodiscard]] bool refused() const { return record_->chunk_top->error != kAviOk; }
+
+    // How many bytes of the content lie before the position that the parse left.
+    [[nodiscard]] std::int64_t consumed() { return avi_file_tell(record_->stream) - kHeader; }
+
+    [[nodiscard]] const AviStreamRecord &stream() const { return record_->streams[0]; }
+    const AviReaderState *operator->() const { return record_.get(); }
+
+private:
+    TempFile file_;
+    Record record_;
+};
+
+// A whole file with those "strl" lists.
+template <typename... Lists>
+avi_builder::Bytes file_with(const Lists &...lists) {
+    using namespace avi_builder;
+    return riff("AVI ", list("hdrl", avih(), lists...), list("movi", chunk("00dc", filler(24))));
+}
+
+inline avi_builder::Bytes repeat(const avi_builder::Bytes &bytes, int times) {
+    avi_builder::Bytes all;
+    for (int i = 0; i < times; ++i) all += bytes;
+    return all;
+}
+
+// `count` bytes of a buffer, to compare with what was written.
+inline avi_builder::Bytes bytes_at(const void *buffer, std::size_t count) {
+    return {static_cast<const char *>(buffer), count};
+}
+
+// A row's name, its closing 0 included.
+template <typename Row>
+avi_builder::Bytes name_of(const Row &row) {
+    return row.name == nullptr ? "(none)"
+                               : bytes_at(row.name, static_cast<std::size_t>(row.name_length) + 1);
+}
+
+// What follows a stream's chunks in a file that does not end there.
+inline const avi_builder::Bytes &room() {
+    static const avi_builder::Bytes bytes = avi_builder::chunk("JUNK", avi_builder::filler(32));
+    return bytes;
+}
+
+#endif
