@@ -83,6 +83,10 @@ inline avi_builder::Bytes repeat(const avi_builder::Bytes &bytes, int times) {
     return all;
 }
 
+inline std::int64_t length_of(const avi_builder::Bytes &bytes) {
+    return static_cast<std::int64_t>(bytes.size());
+}
+
 // `count` bytes of a buffer, to compare with what was written.
 inline avi_builder::Bytes bytes_at(const void *buffer, std::size_t count) {
     return {static_cast<const char *>(buffer), count};
@@ -93,6 +97,21 @@ template <typename Row>
 avi_builder::Bytes name_of(const Row &row) {
     return row.name == nullptr ? "(none)"
                                : bytes_at(row.name, static_cast<std::size_t>(row.name_length) + 1);
+}
+
+// The chunks that every stream of a kind begins with. What follows them in its list is up to the
+// test.
+inline avi_builder::Bytes audio_head() {
+    return avi_builder::strh({.type = "auds"}) + avi_builder::audio_strf();
+}
+inline avi_builder::Bytes video_head() {
+    return avi_builder::strh({.type = "vids"}) + avi_builder::video_strf();
+}
+inline avi_builder::Bytes bitmap_subtitle_head() {
+    return avi_builder::strh({.type = "vids"}) + avi_builder::video_strf({.compression = "QRSB"});
+}
+inline avi_builder::Bytes text_head() {
+    return avi_builder::strh({.type = "txts"}) + avi_builder::text_strf();
 }
 
 // What follows a stream's chunks in a file that does not end there.
