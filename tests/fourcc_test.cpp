@@ -81,6 +81,14 @@ struct KindCase {
     std::uint32_t kind_with_retry;
 };
 
+void PrintTo(const KindCase &c, std::ostream *out) {
+    *out << id_as_name(c.id);
+}
+
+std::string name_of_case(const testing::TestParamInfo<KindCase> &instance) {
+    return id_as_name(instance.param.id);
+}
+
 class ChunkKindOf : public testing::TestWithParam<KindCase> {};
 
 TEST_P(ChunkKindOf, FollowsTheCodeInTheId) {
@@ -94,28 +102,32 @@ INSTANTIATE_TEST_SUITE_P(CodeLast, ChunkKindOf,
                          testing::Values(KindCase{"01wb", 1, 1}, KindCase{"00db", 2, 2},
                                          KindCase{"00dc", 3, 3}, KindCase{"00dd", 4, 4},
                                          KindCase{"03st", 5, 5}, KindCase{"02sb", 6, 6},
-                                         KindCase{"04ch", 7, 7}, KindCase{"00ix", 8, 8}));
+                                         KindCase{"04ch", 7, 7}, KindCase{"00ix", 8, 8}),
+                         name_of_case);
 
 INSTANTIATE_TEST_SUITE_P(CodeFirst, ChunkKindOf,
                          testing::Values(KindCase{"wb01", 0, 1}, KindCase{"db00", 0, 2},
                                          KindCase{"dc00", 0, 3}, KindCase{"dd00", 0, 4},
                                          KindCase{"st03", 0, 5}, KindCase{"sb02", 0, 6},
                                          KindCase{"ch04", 0, 7}, KindCase{"ix00", 0, 8},
-                                         KindCase{"NKJU", 0, 10}, KindCase{"S2RE", 0, 11}));
+                                         KindCase{"NKJU", 0, 10}, KindCase{"S2RE", 0, 11}),
+                         name_of_case);
 
 INSTANTIATE_TEST_SUITE_P(WholeId, ChunkKindOf,
                          testing::Values(KindCase{"JUNK", 10, 10}, KindCase{"RES1", 11, 11},
                                          KindCase{"RES2", 11, 11}, KindCase{"RES3", 11, 11},
                                          KindCase{"RES0", 0, 0}, KindCase{"RES4", 0, 0},
                                          KindCase{"junk", 0, 0}, KindCase{"JUNk", 0, 0},
-                                         KindCase{"res2", 0, 0}, KindCase{"RXS1", 0, 0}));
+                                         KindCase{"res2", 0, 0}, KindCase{"RXS1", 0, 0}),
+                         name_of_case);
 
 // The first two characters are no part of the test, and case counts.
 INSTANTIATE_TEST_SUITE_P(AnyStreamNumber, ChunkKindOf,
                          testing::Values(KindCase{"99dc", 3, 3}, KindCase{"zzwb", 1, 1},
                                          KindCase{"\0\0wb"s, 1, 1}, KindCase{"dcwb", 1, 1},
                                          KindCase{"01WB", 0, 0}, KindCase{"01wB", 0, 0},
-                                         KindCase{"00DC", 0, 0}, KindCase{"WB01", 0, 0}));
+                                         KindCase{"00DC", 0, 0}, KindCase{"WB01", 0, 0}),
+                         name_of_case);
 
 // A code's first letter with a wrong second one: only after 'd' is the search over at once.
 INSTANTIATE_TEST_SUITE_P(HalfACode, ChunkKindOf,
@@ -125,11 +137,13 @@ INSTANTIATE_TEST_SUITE_P(HalfACode, ChunkKindOf,
                                          KindCase{"wbid", 0, 1}, KindCase{"00dx", 0, 0},
                                          KindCase{"dx00", 0, 0}, KindCase{"wx00", 0, 0},
                                          KindCase{"sx00", 0, 0}, KindCase{"cx00", 0, 0},
-                                         KindCase{"id00", 0, 0}));
+                                         KindCase{"id00", 0, 0}),
+                         name_of_case);
 
 INSTANTIATE_TEST_SUITE_P(Nothing, ChunkKindOf,
                          testing::Values(KindCase{"\0\0\0\0"s, 0, 0}, KindCase{"LIST", 0, 0},
-                                         KindCase{"0000", 0, 0}));
+                                         KindCase{"0000", 0, 0}),
+                         name_of_case);
 
 // ---- stream numbers
 

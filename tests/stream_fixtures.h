@@ -2,16 +2,33 @@
 #ifndef TESTS_STREAM_FIXTURES_H
 #define TESTS_STREAM_FIXTURES_H
 
+#include <cctype>
 #include <cstdint>
 #include <cstdlib>
 #include <ostream>
 #include <stdexcept>
+#include <string>
 
 #include "test_files.h"
 
 // Makes failures of an expectation on kinds readable.
 inline void PrintTo(ChunkKind kind, std::ostream *out) {
     *out << "kind " << static_cast<std::uint32_t>(kind);
+}
+
+// An id as a part of a test's name.
+inline std::string id_as_name(const std::string &id) {
+    constexpr char kHex[] = "0123456789abcdef";
+    std::string name;
+    for (const char c : id) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (std::isalnum(byte) != 0) {
+            name += c;
+        } else {
+            name += {'_', kHex[byte / 16], kHex[byte % 16]};
+        }
+    }
+    return name;
 }
 
 // An open stream over a file with that content, measured as the reader does it.

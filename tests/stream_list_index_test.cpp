@@ -111,8 +111,12 @@ struct NumberCase {
     int with_trailing_numbers;
 };
 
+std::string name_of_case(const testing::TestParamInfo<NumberCase> &instance) {
+    return id_as_name(instance.param.chunk_id);
+}
+
 void PrintTo(const NumberCase &c, std::ostream *out) {
-    *out << c.chunk_id;
+    *out << id_as_name(c.chunk_id);
 }
 
 class SuperIndexNumber : public testing::TestWithParam<NumberCase> {};
@@ -143,7 +147,8 @@ INSTANTIATE_TEST_SUITE_P(Leading, SuperIndexNumber,
                                          NumberCase{"09wb", 9, 9}, NumberCase{"10wb", 10, 10},
                                          NumberCase{"19wb", 19, 19},
                                          NumberCase{"20wb", kNone, kNone},
-                                         NumberCase{"99wb", kNone, kNone}));
+                                         NumberCase{"99wb", kNone, kNone}),
+                         name_of_case);
 
 INSTANTIATE_TEST_SUITE_P(Trailing, SuperIndexNumber,
                          testing::Values(NumberCase{"ix00", kNone, 0}, NumberCase{"ix02", kNone, 2},
@@ -151,12 +156,14 @@ INSTANTIATE_TEST_SUITE_P(Trailing, SuperIndexNumber,
                                          NumberCase{"ix20", kNone, kNone},
                                          NumberCase{"ix99", kNone, kNone},
                                          NumberCase{"0x12", kNone, 12},
-                                         NumberCase{"x012", kNone, 12}));
+                                         NumberCase{"x012", kNone, 12}),
+                         name_of_case);
 
 // Leading digits decide, also when they name no place in the tables.
 INSTANTIATE_TEST_SUITE_P(Both, SuperIndexNumber,
                          testing::Values(NumberCase{"0103", 1, 1},
-                                         NumberCase{"2003", kNone, kNone}));
+                                         NumberCase{"2003", kNone, kNone}),
+                         name_of_case);
 
 INSTANTIATE_TEST_SUITE_P(Neither, SuperIndexNumber,
                          testing::Values(NumberCase{"0/wb", kNone, kNone},
@@ -164,7 +171,8 @@ INSTANTIATE_TEST_SUITE_P(Neither, SuperIndexNumber,
                                          NumberCase{"ix0:", kNone, kNone},
                                          NumberCase{"ix/0", kNone, kNone},
                                          NumberCase{"wb0x", kNone, kNone},
-                                         NumberCase{std::string(4, '\0'), kNone, kNone}));
+                                         NumberCase{std::string(4, '\0'), kNone, kNone}),
+                         name_of_case);
 
 // ---- in whole files
 
