@@ -12,15 +12,6 @@ gtest_discover_tests(service_test NO_PRETTY_VALUES PROPERTIES TIMEOUT 300)
 
 # ---- the public header, compiled alone by strict compilers of both languages
 
-find_package(Python3 REQUIRED COMPONENTS Interpreter)
-
-# A file that tests read as `${rich_file}`; they require the fixture `rich_file`.
-set(rich_file ${CMAKE_CURRENT_BINARY_DIR}/rich.avi)
-add_executable(write_rich_file write_rich_file.cpp)
-target_link_libraries(write_rich_file PRIVATE project_options avi_builder)
-add_test(NAME RichFile.IsWritten COMMAND write_rich_file ${rich_file})
-set_tests_properties(RichFile.IsWritten PROPERTIES FIXTURES_SETUP rich_file)
-
 function(header_test name)
     add_executable(${name} ${ARGN})
     set_target_properties(${name} PROPERTIES
