@@ -1,15 +1,23 @@
 // FourCC comparison, and the classification of chunk ids.
-#include <strings.h>
-
 #include <cstring>
 
 #include "avi_reader.h"
 
+namespace {
+
+constexpr std::uint32_t lower_case(std::uint32_t c) {
+    return c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c;
+}
+
+}  // namespace
+
 bool avi_fourcc_equal(FourCC a, FourCC b) {
-    char left[5], right[5];
-    avi_fourcc_to_chars(a, left);
-    avi_fourcc_to_chars(b, right);
-    return strncasecmp(left, right, 4) == 0;
+    for (int shift = 0; shift < 32; shift += 8) {
+        const std::uint32_t left = lower_case(a.value >> shift & 0xFF);
+        if (left != lower_case(b.value >> shift & 0xFF)) return false;
+        if (left == 0) break;
+    }
+    return true;
 }
 
 namespace {
