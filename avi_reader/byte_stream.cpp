@@ -35,20 +35,34 @@ std::int64_t avi_file_left(AviStream &stream) {
     return std::max<std::int64_t>(stream.size - avi_file_tell(stream), 0);
 }
 
+namespace {
+
+// A byte at a time out of the C library's buffer, where a call for so few costs more than they do.
+inline std::size_t read_up_to(unsigned char *bytes, std::size_t count, AviStream &stream) {
+    for (std::size_t i = 0; i < count; ++i) {
+        const int byte = getc_unlocked(stream.file);
+        if (byte == EOF) return i;
+        bytes[i] = static_cast<unsigned char>(byte);
+    }
+    return count;
+}
+
+}  // namespace
+
 AviStatus avi_read_u8(std::uint8_t &value, AviStream &stream) {
-    return avi_file_read(stream, &value, 1) == 1 ? kAviOk : kAviFailed;
+    return read_up_to(&value, 1, stream) == 1 ? kAviOk : kAviFailed;
 }
 
 AviStatus avi_read_u16le(std::uint16_t &value, AviStream &stream) {
     unsigned char bytes[2]{};
-    if (avi_file_read(stream, bytes, sizeof bytes) == 0) return kAviFailed;
+    if (read_up_to(bytes, sizeof bytes, stream) == 0) return kAviFailed;
     value = avi_get_u16le(bytes);
     return kAviOk;
 }
 
 AviStatus avi_read_u32le(std::uint32_t &value, AviStream &stream) {
     unsigned char bytes[4]{};
-    if (avi_file_read(stream, bytes, sizeof bytes) == 0) return kAviFailed;
+    if (read_up_to(bytes, sizeof bytes, stream) == 0) return kAviFailed;
     value = avi_get_u32le(bytes);
     return kAviOk;
 }
@@ -58,12 +72,7 @@ AviStatus avi_read_fourcc(FourCC &value, AviStream &stream) {
 }
 
 AviStatus avi_read_bytes(unsigned char *destination, std::uint32_t count, AviStream &stream) {
-    for (std::uint32_t i = 0; i < count; ++i) {
-        const int byte = getc_unlocked(stream.file);
-        if (byte == EOF) return kAviFailed;
-        destination[i] = static_cast<unsigned char>(byte);
-    }
-    return kAviOk;
+    return read_up_to(destination, count, stream) == count ? kAviOk : kAviFailed;
 }
 
 AviStatus avi_skip_bytes(std::uint32_t count, AviStream &stream) {
