@@ -112,10 +112,14 @@ enum class ChunkKind : std::uint32_t {
 // ------------------------------------------------------------------- the stream (byte_stream.cpp)
 
 // An open file. `size` is its length as measured at open; every walk and every run of bytes ends
-// there, whatever sizes the file declares.
+// there, whatever sizes the file declares. A seek inside the file is only noted until something is
+// read, for walks seek more often than they read: whoever uses `file` directly calls avi_file_settle
+// first.
 struct AviStream {
     std::FILE *file;
     std::int64_t size;
+    std::int64_t target;  // position noted by a seek
+    bool pending;         // whether `file` has still to go there
 };
 
 // Opens `path` for reading at position 0. Returns a stream whose file is null when it cannot be
@@ -128,6 +132,9 @@ std::size_t avi_file_read(AviStream &stream, void *destination, std::size_t coun
 // Moves the position; `whence` is SEEK_SET, SEEK_CUR or SEEK_END. Any other fails and leaves the
 // stream alone; otherwise fails exactly when the C library refuses. Past the end is allowed.
 AviStatus avi_file_seek(AviStream &stream, std::int64_t offset, int whence);
+
+// Takes `file` to the position, if it stands elsewhere.
+void avi_file_settle(AviStream &stream);
 
 // The position, or -1 when the C library cannot tell.
 [[nodiscard]] std::int64_t avi_file_tell(AviStream &stream);

@@ -5,24 +5,54 @@
 
 #include "avi_reader.h"
 
+namespace {
+
+// Goes where the last seek asked to, unless the C library's stream stands there already: every
+// seek of its own is a system call. One that has met the end of the file seeks, to forget it.
+[[gnu::noinline]] void go_to_target(AviStream &stream) {
+    stream.pending = false;
+    if (ftello64(stream.file) == stream.target && !feof_unlocked(stream.file)) return;
+    fseeko64(stream.file, stream.target, SEEK_SET);
+}
+
+inline void settle(AviStream &stream) {
+    if (stream.pending) go_to_target(stream);
+}
+
+}  // namespace
+
 AviStream avi_file_open(const char *path) {
-    AviStream stream{fopen64(path, "rb"), 0};
+    AviStream stream{fopen64(path, "rb"), 0, 0, false};
     // One caller at a time uses a stream, so its lock would only cost.
     if (stream.file != nullptr) __fsetlocking(stream.file, FSETLOCKING_BYCALLER);
     return stream;
 }
 
 std::size_t avi_file_read(AviStream &stream, void *destination, std::size_t count) {
+    settle(stream);
     return std::fread(destination, 1, count, stream.file);
 }
 
 AviStatus avi_file_seek(AviStream &stream, std::int64_t offset, int whence) {
     if (whence != SEEK_SET && whence != SEEK_CUR && whence != SEEK_END) return kAviFailed;
+    if (whence != SEEK_END) {
+        const std::int64_t base = whence == SEEK_CUR ? avi_file_tell(stream) : 0;
+        if (base >= 0 && offset >= -base && offset < stream.size - base) {
+            stream.target = base + offset;
+            stream.pending = true;
+            return kAviOk;
+        }
+    }
+    settle(stream);
     return fseeko64(stream.file, offset, whence) == 0 ? kAviOk : kAviFailed;
 }
 
 std::int64_t avi_file_tell(AviStream &stream) {
-    return ftello64(stream.file);
+    return stream.pending ? stream.target : ftello64(stream.file);
+}
+
+void avi_file_settle(AviStream &stream) {
+    settle(stream);
 }
 
 AviStatus avi_file_close(AviStream &stream) {
@@ -37,34 +67,33 @@ std::int64_t avi_file_left(AviStream &stream) {
 
 namespace {
 
-// A byte at a time out of the C library's buffer, where a call for so few costs more than they do.
-inline std::size_t read_up_to(unsigned char *bytes, std::size_t count, AviStream &stream) {
-    for (std::size_t i = 0; i < count; ++i) {
+// A byte at a time out of the C library's buffer: a call for so few costs more than they do.
+template <typename Integer>
+AviStatus read_little_endian(Integer &value, AviStream &stream) {
+    settle(stream);
+    std::uint32_t assembled = 0;
+    for (unsigned int i = 0; i < sizeof(Integer); ++i) {
         const int byte = getc_unlocked(stream.file);
-        if (byte == EOF) return i;
-        bytes[i] = static_cast<unsigned char>(byte);
+        if (byte == EOF && i == 0) return kAviFailed;
+        if (byte == EOF) break;
+        assembled |= static_cast<std::uint32_t>(byte) << (8 * i);
     }
-    return count;
+    value = static_cast<Integer>(assembled);
+    return kAviOk;
 }
 
 }  // namespace
 
 AviStatus avi_read_u8(std::uint8_t &value, AviStream &stream) {
-    return read_up_to(&value, 1, stream) == 1 ? kAviOk : kAviFailed;
+    return read_little_endian(value, stream);
 }
 
 AviStatus avi_read_u16le(std::uint16_t &value, AviStream &stream) {
-    unsigned char bytes[2]{};
-    if (read_up_to(bytes, sizeof bytes, stream) == 0) return kAviFailed;
-    value = avi_get_u16le(bytes);
-    return kAviOk;
+    return read_little_endian(value, stream);
 }
 
 AviStatus avi_read_u32le(std::uint32_t &value, AviStream &stream) {
-    unsigned char bytes[4]{};
-    if (read_up_to(bytes, sizeof bytes, stream) == 0) return kAviFailed;
-    value = avi_get_u32le(bytes);
-    return kAviOk;
+    return read_little_endian(value, stream);
 }
 
 AviStatus avi_read_fourcc(FourCC &value, AviStream &stream) {
@@ -72,7 +101,13 @@ AviStatus avi_read_fourcc(FourCC &value, AviStream &stream) {
 }
 
 AviStatus avi_read_bytes(unsigned char *destination, std::uint32_t count, AviStream &stream) {
-    return read_up_to(destination, count, stream) == count ? kAviOk : kAviFailed;
+    settle(stream);
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const int byte = getc_unlocked(stream.file);
+        if (byte == EOF) return kAviFailed;
+        destination[i] = static_cast<unsigned char>(byte);
+    }
+    return kAviOk;
 }
 
 AviStatus avi_skip_bytes(std::uint32_t count, AviStream &stream) {

@@ -102,6 +102,7 @@ bool fill_record(AviReaderState &reader, const char *path) {
     if (!measure_and_scan(reader) || !find_index(reader) || !walk_first_form(reader)) return false;
     reader.movi_pos = avi_file_tell(reader.stream);
     avi_read_blobs(reader);
+    avi_file_settle(reader.stream);
     return true;
 }
 

@@ -98,6 +98,7 @@ int64_t drm_svc_sorn_open_file(const char *path, SvcFileHandle **new_handle) {
     if (!describe_tracks(reader, __func__)) return DRM_SVC_SORN_CANNOT_OPEN;
 
     avi_file_seek(reader.stream, 0, SEEK_SET);
+    avi_file_settle(reader.stream);  // from here on the C library's own position counts
     *new_handle = handle.release();
     SVC_LOG_API("%s  success: *hfile = %p, handle = %p\n", __func__,
                 static_cast<void *>(*new_handle), static_cast<void *>(&reader));
