@@ -179,29 +179,35 @@ AviStatus avi_read_super_index(AviReaderState &reader, bool allow_trailing_strea
 
 // -------------------------------------------------------------------------- the kinds of stream
 
-// The list being parsed.
+// The list being parsed, and the chunk that comes next in it as last peeked at.
 struct StreamList {
     AviReaderState &reader;
     AviStream &stream;
     AviStreamRecord &record;
     bool allow_trailing_stream_number;
+    FourCC next_id;
+    std::int64_t next_pos;
 };
 
 AviStatus refuse(const StreamList &list, AviReason reason) {
     return avi_refuse(list.reader, reason, list.reader.chunk_top->start);
 }
 
-AviStatus peek(const StreamList &list, FourCC &id) {
-    if (avi_peek_chunk_header(id, list.stream) == kAviOk) return kAviOk;
+// Looks at the next chunk, unless the stream stands where the last look was had. One that met the
+// end of the file moved it, and is had again.
+AviStatus peek(StreamList &list) {
+    const std::int64_t pos = avi_file_tell(list.stream);
+    if (pos == list.next_pos) return kAviOk;
+    list.next_pos = pos;
+    if (avi_peek_chunk_header(list.next_id, list.stream) == kAviOk) return kAviOk;
     return refuse(list, AviReason::stream_list_cut_short);
 }
 
 // Reads the name into a row if the next chunk is one. A name that the file cuts short is not kept.
 template <typename Row>
-AviStatus read_optional_name(const StreamList &list, Row &row) {
-    FourCC id;
-    if (peek(list, id) != kAviOk) return kAviFailed;
-    if (!avi_fourcc_equal(id, kStrn)) return kAviOk;
+AviStatus read_optional_name(StreamList &list, Row &row) {
+    if (peek(list) != kAviOk) return kAviFailed;
+    if (!avi_fourcc_equal(list.next_id, kStrn)) return kAviOk;
 
     StreamName name{};
     if (avi_read_stream_name(name, list.stream) != kAviOk) return kAviOk;
@@ -211,20 +217,18 @@ AviStatus read_optional_name(const StreamList &list, Row &row) {
     return kAviOk;
 }
 
-AviStatus read_optional_super_index(const StreamList &list) {
-    FourCC id;
-    if (peek(list, id) != kAviOk) return kAviFailed;
-    if (avi_fourcc_equal(id, kIndx)) {
+AviStatus read_optional_super_index(StreamList &list) {
+    if (peek(list) != kAviOk) return kAviFailed;
+    if (avi_fourcc_equal(list.next_id, kIndx)) {
         avi_read_super_index(list.reader, list.allow_trailing_stream_number);
     }
     return kAviOk;
 }
 
 // Unlike a name or an index, stream data that cannot be read refuses nothing: the row has none.
-AviStatus read_optional_stream_data(const StreamList &list, VideoTrack &row) {
-    FourCC id;
-    if (peek(list, id) != kAviOk) return kAviFailed;
-    if (!avi_fourcc_equal(id, kStrd)) return kAviOk;
+AviStatus read_optional_stream_data(StreamList &list, VideoTrack &row) {
+    if (peek(list) != kAviOk) return kAviFailed;
+    if (!avi_fourcc_equal(list.next_id, kStrd)) return kAviOk;
 
     StreamData data{};
     if (avi_read_stream_data(data, list.stream) != kAviOk) return kAviOk;
@@ -246,7 +250,7 @@ void describe_video(VideoTrack &row, const AviStreamHeader &header, const VideoF
     avi_fourcc_to_chars(format.compression, row.compression);
 }
 
-AviStatus parse_audio(const StreamList &list) {
+AviStatus parse_audio(StreamList &list) {
     AudioTrack *row = list.reader.audio.add_row();
     if (row == nullptr) return refuse(list, AviReason::too_many_audio_streams);
     if (avi_read_audio_format(row->format, list.stream) != kAviOk) {
@@ -266,7 +270,7 @@ AviStatus parse_audio(const StreamList &list) {
     return read_optional_super_index(list);
 }
 
-AviStatus parse_bitmap_subtitle(const StreamList &list, const VideoFormat &format) {
+AviStatus parse_bitmap_subtitle(StreamList &list, const VideoFormat &format) {
     VideoTrack *row = list.reader.bitmap_subtitle.add_row();
     if (row == nullptr) return refuse(list, AviReason::too_many_bitmap_subtitles);
     describe_video(*row, list.record.header, format);
@@ -275,7 +279,7 @@ AviStatus parse_bitmap_subtitle(const StreamList &list, const VideoFormat &forma
     return read_optional_name(list, *row);
 }
 
-AviStatus parse_video(const StreamList &list) {
+AviStatus parse_video(StreamList &list) {
     VideoFormat format{};
     if (avi_read_video_format(format, list.stream) != kAviOk) {
         return refuse(list, AviReason::bad_video_format);
@@ -302,7 +306,7 @@ struct TextKind {
     AviReason too_many;
 };
 
-AviStatus keep_text(const StreamList &list, const TextKind &text, std::int64_t format_pos) {
+AviStatus keep_text(StreamList &list, const TextKind &text, std::int64_t format_pos) {
     avi_file_seek(list.stream, format_pos, SEEK_SET);
     TextTrack *row = text.table.add_row();
     if (row == nullptr) return refuse(list, text.too_many);
@@ -315,7 +319,7 @@ AviStatus keep_text(const StreamList &list, const TextKind &text, std::int64_t f
 }
 
 // What a text stream is stands in its name, which follows the format that is then read.
-AviStatus parse_text(const StreamList &list) {
+AviStatus parse_text(StreamList &list) {
     AviStream &stream = list.stream;
     const std::int64_t format_pos = avi_file_tell(stream);
     FourCC id{};
@@ -324,8 +328,8 @@ AviStatus parse_text(const StreamList &list) {
     avi_file_seek(stream, format_size, SEEK_CUR);
     const std::int64_t name_pos = avi_file_tell(stream);
 
-    if (peek(list, id) != kAviOk) return kAviFailed;
-    if (!avi_fourcc_equal(id, kStrn)) {
+    if (peek(list) != kAviOk) return kAviFailed;
+    if (!avi_fourcc_equal(list.next_id, kStrn)) {
         avi_file_seek(stream, name_pos, SEEK_SET);
         return kAviOk;
     }
@@ -344,7 +348,7 @@ AviStatus parse_text(const StreamList &list) {
     return kAviOk;
 }
 
-AviStatus parse_by_type(const StreamList &list) {
+AviStatus parse_by_type(StreamList &list) {
     list.record.kind = ChunkKind::unknown;
     if (avi_read_stream_header(list.record.header, list.stream) != kAviOk) {
         return refuse(list, AviReason::bad_stream_header);
@@ -365,7 +369,8 @@ void avi_parse_stream_list(AviReaderState &reader, bool allow_trailing_stream_nu
         return;
     }
     AviStreamRecord &record = reader.streams[reader.stream_count++];
-    if (parse_by_type({reader, reader.stream, record, allow_trailing_stream_number}) != kAviOk) {
+    StreamList list{reader, reader.stream, record, allow_trailing_stream_number, {}, 0};
+    if (parse_by_type(list) != kAviOk) {
         node.error = kAviFailed;
     }
 }
