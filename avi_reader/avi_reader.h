@@ -126,6 +126,10 @@ struct AviStream {
 // opened; the size is not measured yet.
 [[nodiscard]] AviStream avi_file_open(const char *path);
 
+// Measures a file that was just opened: -1 for one without positions, such as a pipe. The descriptor
+// is asked, not the C library, whose seek to the end reads the file's last page.
+void avi_file_measure(AviStream &stream);
+
 // Reads up to `count` bytes and returns how many were read.
 std::size_t avi_file_read(AviStream &stream, void *destination, std::size_t count);
 

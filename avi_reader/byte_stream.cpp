@@ -1,5 +1,6 @@
 // The stream: wrappers over the C library's large-file calls, and the readers of integers.
 #include <stdio_ext.h>
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -26,6 +27,11 @@ AviStream avi_file_open(const char *path) {
     // One caller at a time uses a stream, so its lock would only cost.
     if (stream.file != nullptr) __fsetlocking(stream.file, FSETLOCKING_BYCALLER);
     return stream;
+}
+
+void avi_file_measure(AviStream &stream) {
+    stream.size = lseek64(fileno(stream.file), 0, SEEK_END);
+    fseeko64(stream.file, 0, SEEK_SET);
 }
 
 std::size_t avi_file_read(AviStream &stream, void *destination, std::size_t count) {

@@ -67,9 +67,9 @@ void scan_menu(AviReaderState &reader, AviStream &stream, std::int64_t end) {
 // A form is a menu by the type of its first list alone, which stands at offset 20.
 void scan_form(AviReaderState &reader, AviStream &stream, std::int64_t end) {
     ++reader.form_count;
-    FourCC first_list_type{};
-    avi_file_seek(stream, 12, SEEK_CUR);
-    avi_read_fourcc(first_list_type, stream);
+    FourCC type, first_id, first_list_type{};
+    std::uint32_t first_size;
+    avi_read_fields(stream, type, first_id, first_size, first_list_type);
     if (!avi_fourcc_equal(first_list_type, kQmnu)) return;
     reader.form_menu_pos = avi_file_tell(stream);
     scan_menu(reader, stream, end);

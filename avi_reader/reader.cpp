@@ -35,8 +35,7 @@ AviStatus check_first_form(AviReaderState &reader) {
 
 bool measure_and_scan(AviReaderState &reader) {
     AviStream &stream = reader.stream;
-    avi_file_seek(stream, 0, SEEK_END);
-    stream.size = avi_file_tell(stream);
+    avi_file_measure(stream);
     return stream.size <= 0 || avi_scan_forms(reader, stream) == kAviOk;
 }
 
