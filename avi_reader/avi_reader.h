@@ -461,7 +461,10 @@ void avi_leave_list(AviReaderState &reader);
 // the id of a chunk, or the size of one that is not "RIFF", cannot be read. (extension_chunks.cpp)
 [[nodiscard]] AviStatus avi_scan_forms(AviReaderState &reader, AviStream &stream);
 
-// Second pass, over the innermost node's sub-chunks: finds the index. (extension_chunks.cpp)
+// Whether a chunk of that id is the index. (extension_chunks.cpp)
+[[nodiscard]] bool avi_is_index(FourCC id);
+
+// Finds the index among the innermost node's sub-chunks, from its cursor on. (extension_chunks.cpp)
 void avi_find_index(AviReaderState &reader);
 
 // Walk the innermost node, a QRDT or QMNU list, and note its last "MTDA" or "MENU" chunk. A chunk

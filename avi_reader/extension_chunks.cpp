@@ -114,12 +114,16 @@ AviStatus avi_scan_forms(AviReaderState &reader, AviStream &stream) {
     return kAviOk;
 }
 
+bool avi_is_index(FourCC id) {
+    return avi_fourcc_equal(id, kIdx1) || avi_fourcc_equal(id, k1idx);
+}
+
 void avi_find_index(AviReaderState &reader) {
     ChunkNode &form = *reader.chunk_top;
     while (form.error == kAviOk && !avi_chunk_at_end(form)) {
         const FourCC id = avi_chunk_next(form);
         if (form.error != kAviOk) return;
-        if (avi_fourcc_equal(id, kIdx1) || avi_fourcc_equal(id, k1idx)) {
+        if (avi_is_index(id)) {
             reader.index_pos = avi_file_tell(reader.stream);
             return;
         }

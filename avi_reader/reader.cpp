@@ -17,34 +17,26 @@ struct CloseReader {
 };
 using Reader = std::unique_ptr<AviReaderState, CloseReader>;
 
+// Pushes the first form, which has to be an AVI form.
 bool enter_first_form(AviReaderState &reader) {
     avi_file_seek(reader.stream, 0, SEEK_SET);
-    return avi_enter_list(reader);
-}
-
-AviStatus check_first_form(AviReaderState &reader) {
+    if (!avi_enter_list(reader)) return false;
     const ChunkNode &form = *reader.chunk_top;
     if (!avi_fourcc_equal(form.id, kRiff) && !avi_fourcc_equal(form.id, kMrif)) {
-        return avi_refuse(reader, AviReason::not_a_form, form.start, form.id);
+        avi_refuse(reader, AviReason::not_a_form, form.start, form.id);
+        return false;
     }
     if (!avi_fourcc_equal(form.list_type, kAvi)) {
-        return avi_refuse(reader, AviReason::not_avi, form.start + 8, form.list_type);
+        avi_refuse(reader, AviReason::not_avi, form.start + 8, form.list_type);
+        return false;
     }
-    return kAviOk;
+    return true;
 }
 
 bool measure_and_scan(AviReaderState &reader) {
     AviStream &stream = reader.stream;
     avi_file_measure(stream);
     return stream.size <= 0 || avi_scan_forms(reader, stream) == kAviOk;
-}
-
-bool find_index(AviReaderState &reader) {
-    if (!enter_first_form(reader) || check_first_form(reader) != kAviOk) return false;
-    avi_find_index(reader);
-    avi_chunk_free_all(reader.chunk_top);
-    reader.chunk_top = nullptr;
-    return true;
 }
 
 // What the innermost node, a list of the first form, brings. False refuses the file.
@@ -78,12 +70,15 @@ AviStatus check_movi(AviReaderState &reader) {
 }
 
 // Walks the first form's lists in file order and stops inside "movi", so that what lies behind it
-// is never seen and a second "hdrl" before it adds to the first.
+// is never seen and a second "hdrl" before it adds to the first. An index is noted on the way.
 bool walk_first_form(AviReaderState &reader) {
-    if (!enter_first_form(reader)) return false;
     ChunkNode &form = *reader.chunk_top;
     while (form.error == kAviOk && !avi_chunk_at_end(form)) {
-        if (!avi_fourcc_equal(avi_chunk_next(form), kList)) continue;
+        const FourCC id = avi_chunk_next(form);
+        if (reader.index_pos == 0 && avi_is_index(id)) {
+            reader.index_pos = avi_file_tell(reader.stream);
+        }
+        if (!avi_fourcc_equal(id, kList)) continue;
         if (!avi_enter_list(reader)) return false;
         if (avi_fourcc_equal(reader.chunk_top->list_type, kMovi)) break;
         if (!read_list(reader)) return false;
@@ -92,16 +87,32 @@ bool walk_first_form(AviReaderState &reader) {
     return check_movi(reader) == kAviOk;
 }
 
+// Looks for the index behind "movi" when there was none before it: on from there in the form's
+// sub-chunks, as a walk of its own that stepped over every list would. Leaves no trace in the
+// form's node.
+void find_index_behind_movi(AviReaderState &reader) {
+    if (reader.index_pos != 0) return;
+    ChunkNode *movi = reader.chunk_top;
+    ChunkNode form = *movi->parent;
+    avi_file_seek(reader.stream, movi->start, SEEK_SET);
+    reader.chunk_top = &form;
+    avi_find_index(reader);
+    reader.chunk_top = movi;
+    avi_file_seek(reader.stream, reader.movi_pos, SEEK_SET);
+}
+
 bool fill_record(AviReaderState &reader, const char *path) {
     reader.stream = avi_file_open(path);
     if (reader.stream.file == nullptr) {
         avi_refuse(reader, AviReason::cannot_open, 0);
         return false;
     }
-    if (!measure_and_scan(reader) || !find_index(reader) || !walk_first_form(reader)) return false;
+    if (!measure_and_scan(reader) || !enter_first_form(reader) || !walk_first_form(reader)) {
+        return false;
+    }
     reader.movi_pos = avi_file_tell(reader.stream);
+    find_index_behind_movi(reader);
     avi_read_blobs(reader);
-    avi_file_settle(reader.stream);
     return true;
 }
 
