@@ -1,0 +1,144 @@
+#!/usr/bin/env python3
+"""Turns a run of the benchmarks into a table of ratios, ours to each rival, and a plot.
+
+    report.py RESULTS.json PLOT.svg
+
+Medians of the processor time that the process used, user and system: another load on the machine
+stretches the clock's time, and this far less. Threads are compared by the clock.
+"""
+import json
+import math
+import pathlib
+import re
+import sys
+from xml.sax.saxutils import escape
+
+# Group, file prefix, rival: the ratio to stay under.
+TARGETS = {("open", "film-1MB", "libavformat"): 0.06, ("open", "film-200MB", "libavformat"): 0.01,
+           ("open", "film", "walker_stream"): 1.5, ("pass", "film", "same_calls"): 0.95,
+           ("pass", "film-1MB", "libavformat"): 0.5, ("pass", "film-200MB", "libavformat"): 0.9,
+           ("load", "", "fread_each_byte"): 0.1}
+TITLES = {"open": "Open and close, by film", "streams": "Open and close, by number of streams",
+          "chunks": "Open and close, by chunks before the media list",
+          "pass": "A pass over all media chunks", "load": "Open and close, loading a 1 MiB chunk"}
+# Colours that hold on white and on black.
+RIVALS = {"libavformat": "#d9730d", "walker_pread": "#0f9d6b", "walker_stream": "#3b82d6",
+          "fopen_fclose": "#8a8a8a", "same_calls": "#3b82d6", "fseek_fread": "#8a8a8a",
+          "pread": "#0f9d6b", "fread_each_byte": "#d9730d", "fread_whole": "#0f9d6b"}
+
+
+def medians(path):
+    found = {}
+    for run in json.loads(path.read_text())["benchmarks"]:
+        if run.get("aggregate_name") == "median":
+            found[run["run_name"]] = run
+    return found
+
+
+def rows(runs):
+    """Group, file, our time, and the ratio to each rival's."""
+    times = {}
+    for name, run in runs.items():
+        group, file, who = name.split("/")[:3]
+        if group in TITLES:
+            times.setdefault((group, file), {})[who] = run["cpu_time"]
+    def in_order(key):
+        group, file = key
+        return list(TITLES).index(group), [int(n) for n in re.findall(r"\d+", file)], file
+
+    for group, file in sorted(times, key=in_order):
+        by_who = times[group, file]
+        ours = by_who["ours"]
+        yield group, file, ours, {who: ours / by_who[who] for who in RIVALS if who in by_who}
+
+
+def target(group, file, rival):
+    fitting = [(len(prefix), ratio) for (of_group, prefix, of_rival), ratio in TARGETS.items()
+               if (of_group, of_rival) == (group, rival) and file.startswith(prefix)]
+    return max(fitting)[1] if fitting else None
+
+
+def print_table(runs):
+    for group, title in TITLES.items():
+        of_group = [row for row in rows(runs) if row[0] == group]
+        if not of_group:
+            continue
+        rivals = list(of_group[0][3])
+        print(f"\n### {title}\n")
+        print("| file | ours, µs | " + " | ".join(rivals) + " |")
+        print("|---|--:|" + "--:|" * len(rivals))
+        for _, file, ours, ratios in of_group:
+            cells = []
+            for rival in rivals:
+                limit = target(group, file, rival)
+                verdict = "" if limit is None else f" (at most {limit}: " + (
+                    "yes)" if ratios[rival] <= limit else "**no**)")
+                cells.append(f"{ratios[rival]:.3g}{verdict}")
+            print(f"| {file} | {ours / 1000:,.1f} | " + " | ".join(cells) + " |")
+    print("\n### Handles\n")
+    for name, run in runs.items():
+        if name.startswith("memory/"):
+            print(f"{run['bytes_each']:,.0f} bytes of heap each, the C library's buffer included.")
+    threads = {run["threads"]: run["items_per_second"] for name, run in runs.items()
+               if name.startswith("threads/")}
+    for count, rate in sorted(threads.items()):
+        print(f"{count} thread(s), a handle each: {rate:,.0f} chunks a second in all.")
+
+
+def plot(runs):
+    left, width, row_height, low, high = 190, 560, 20, 0.001, 20
+    parts, y = [], 56
+
+    def x(ratio):
+        share = math.log(min(max(ratio, low), high) / low) / math.log(high / low)
+        return left + width * share
+
+    def text(at_x, at_y, content, extra=""):
+        parts.append(f'<text x="{at_x:.1f}" y="{at_y}" {extra}>{escape(content)}</text>')
+
+    text(16, 24, "Our time as a share of each rival's (left is faster)", 'class="title"')
+    for group, title in TITLES.items():
+        of_group = [row for row in rows(runs) if row[0] == group]
+        if not of_group:
+            continue
+        text(16, y, title, 'class="title"')
+        y += 18
+        legend = 16
+        for rival in of_group[0][3]:
+            parts.append(f'<circle cx="{legend + 5}" cy="{y - 4}" r="5" fill="{RIVALS[rival]}"/>')
+            text(legend + 15, y, rival)
+            legend += 30 + 7 * len(rival)
+        top = y + 8
+        for _, file, _, ratios in of_group:
+            y += row_height
+            text(16, y, file)
+            parts.append(f'<line x1="{left}" x2="{left + width}" y1="{y - 4}" y2="{y - 4}"/>')
+            for rival, ratio in ratios.items():
+                parts.append(f'<circle cx="{x(ratio):.1f}" cy="{y - 4}" r="5" '
+                             f'fill="{RIVALS[rival]}"><title>{escape(rival)}: {ratio:.3g}'
+                             f'</title></circle>')
+        for tick in (0.001, 0.01, 0.1, 1, 10):
+            strong = ' class="one"' if tick == 1 else ""
+            parts.append(f'<line{strong} x1="{x(tick):.1f}" x2="{x(tick):.1f}" y1="{top}" '
+                         f'y2="{y + 6}"/>')
+            text(x(tick), y + 20, f"{tick:g}", 'text-anchor="middle"')
+        y += 56
+    style = ("text{font:12px sans-serif;fill:#222}.title{font-weight:bold}"
+             "line{stroke:#8888;stroke-width:.6}.one{stroke:#222;stroke-width:1.2}"
+             "@media(prefers-color-scheme:dark){text{fill:#ddd}.one{stroke:#ddd}}")
+    return (f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {left + width + 30} {y - 24}">'
+            f"<style>{style}</style>" + "\n".join(parts) + "</svg>\n")
+
+
+def main(results, picture):
+    runs = medians(pathlib.Path(results))
+    if not runs:
+        sys.exit("report: no medians in " + results)
+    print_table(runs)
+    pathlib.Path(picture).write_text(plot(runs))
+
+
+if __name__ == "__main__":
+    if len(sys.argv) != 3:
+        sys.exit(__doc__)
+    main(*sys.argv[1:])
