@@ -8,11 +8,20 @@
 
 namespace {
 
-// Goes where the last seek asked to, unless the C library's stream stands there already: every
-// seek of its own is a system call. One that has met the end of the file seeks, to forget it.
+// A way forward that is sooner read than sought.
+constexpr std::int64_t kShortWay = 1024;
+
+// Goes where the last seek asked to. Every seek of the C library is a system call, even within its
+// buffer, so none is made to where the stream stands, nor for a short way forward. A stream that
+// has met the end of the file seeks, to forget it.
 [[gnu::noinline]] void go_to_target(AviStream &stream) {
     stream.pending = false;
-    if (ftello64(stream.file) == stream.target && !feof_unlocked(stream.file)) return;
+    const std::int64_t way = stream.target - ftello64(stream.file);
+    if (way >= 0 && way <= kShortWay && !feof_unlocked(stream.file)) {
+        char skipped[kShortWay];
+        const auto count = static_cast<std::size_t>(way);
+        if (std::fread(skipped, 1, count, stream.file) == count) return;
+    }
     fseeko64(stream.file, stream.target, SEEK_SET);
 }
 
