@@ -120,6 +120,11 @@ struct AviStream {
     std::int64_t size;
     std::int64_t target;  // position noted by a seek
     bool pending;         // whether `file` has still to go there
+
+    // The chunk header that was last looked at; at 0 for none.
+    std::int64_t seen_pos;
+    FourCC seen_id;
+    std::uint32_t seen_size;
 };
 
 // Opens `path` for reading at position 0. Returns a stream whose file is null when it cannot be
@@ -189,6 +194,10 @@ AviStatus avi_read_fields(AviStream &stream, Fields &...fields) {
     ((status |= avi_read_field(fields, stream)), ...);
     return status;
 }
+
+// Reads a chunk's id and size. A header that is looked at to see what it is, and again by the reader
+// of that chunk, is read from the file once.
+AviStatus avi_read_chunk_header(FourCC &id, std::uint32_t &size, AviStream &stream);
 
 // ---------------------------------------------------------------------------- memory
 

@@ -32,7 +32,7 @@ inline void settle(AviStream &stream) {
 }  // namespace
 
 AviStream avi_file_open(const char *path) {
-    AviStream stream{fopen64(path, "rb"), 0, 0, false};
+    AviStream stream{fopen64(path, "rb"), 0, 0, false, 0, {}, 0};
     // One caller at a time uses a stream, so its lock would only cost.
     if (stream.file != nullptr) __fsetlocking(stream.file, FSETLOCKING_BYCALLER);
     return stream;
@@ -129,6 +129,23 @@ AviStatus avi_skip_bytes(std::uint32_t count, AviStream &stream) {
     const std::int64_t left = avi_file_left(stream);
     const AviStatus status = avi_file_seek(stream, std::min<std::int64_t>(count, left), SEEK_CUR);
     return status | (count > left ? kAviFailed : kAviOk);
+}
+
+AviStatus avi_read_chunk_header(FourCC &id, std::uint32_t &size, AviStream &stream) {
+    const std::int64_t pos = avi_file_tell(stream);
+    if (pos == stream.seen_pos && pos != 0) {
+        id = stream.seen_id;
+        size = stream.seen_size;
+        return avi_file_seek(stream, pos + 8, SEEK_SET);
+    }
+    const AviStatus status = avi_read_fields(stream, id, size);
+    // Only a whole header: one that the file cuts short leaves the stream elsewhere.
+    if (status == kAviOk && pos + 8 <= stream.size) {
+        stream.seen_pos = pos;
+        stream.seen_id = id;
+        stream.seen_size = size;
+    }
+    return status;
 }
 
 AviBytes avi_allocate(std::uint64_t size) {

@@ -9,7 +9,8 @@ ChunkNode *avi_chunk_push(ChunkNode *parent, AviStream &stream) {
     std::uint32_t size = 0;
     node->stream = &stream;
     node->start = avi_file_tell(stream);
-    node->error = avi_read_fields(stream, node->id, size, node->list_type);
+    node->error = avi_read_chunk_header(node->id, size, stream);
+    node->error |= avi_read_fourcc(node->list_type, stream);
     node->size = size;
     node->cursor = avi_file_tell(stream);
     node->parent = parent;
@@ -21,7 +22,7 @@ FourCC avi_chunk_next(ChunkNode &node) {
     FourCC id{};
     std::uint32_t size = 0;
     node.error |= avi_file_seek(*node.stream, node.cursor, SEEK_SET);
-    node.error |= avi_read_fields(*node.stream, id, size);
+    node.error |= avi_read_chunk_header(id, size, *node.stream);
     node.error |= avi_file_seek(*node.stream, node.cursor, SEEK_SET);
     size += size & 1;  // the pad byte; the largest size wraps to 0
     node.cursor = avi_file_tell(*node.stream) + 8 + size;

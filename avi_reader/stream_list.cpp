@@ -57,7 +57,8 @@ struct StreamData {
 // the reads ended, wherever the end of the file stopped them.
 AviStatus avi_peek_chunk_header(FourCC &id, AviStream &stream) {
     std::uint32_t size, third;
-    const AviStatus status = avi_read_fields(stream, id, size, third);
+    AviStatus status = avi_read_chunk_header(id, size, stream);
+    status |= avi_read_u32le(third, stream);
     avi_file_seek(stream, -12, SEEK_CUR);
     return status;
 }
