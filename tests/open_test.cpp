@@ -425,16 +425,16 @@ TEST(OutOfMemory, LeavesNothingBehindWhicheverAllocationFails) {
 }
 
 TEST(OutOfMemory, RefusesTheFileForWantOfTheRecordOrANode) {
-    // The record, the form, the form again and its only list.
+    // The record, the form and its only list.
     const TempFile file(riff("AVI ", kMedia));
-    ASSERT_EQ(allocations_for(file), 4);
-    for (int failing = 1; failing <= 4; ++failing) {
+    ASSERT_EQ(allocations_for(file), 3);
+    for (int failing = 1; failing <= 3; ++failing) {
         EXPECT_EQ(open_failing_at(file, failing), nullptr) << failing;
     }
-    // A list in the header list: the fifth, behind the header list itself.
+    // A list in the header list: the fourth, behind the header list itself.
     const TempFile headers(riff("AVI ", list("hdrl", avih(), odml(3)), kMedia));
-    ASSERT_EQ(allocations_for(headers), 6);
-    for (int failing = 1; failing <= 6; ++failing) {
+    ASSERT_EQ(allocations_for(headers), 5);
+    for (int failing = 1; failing <= 5; ++failing) {
         EXPECT_EQ(open_failing_at(headers, failing), nullptr) << failing;
     }
 }
