@@ -25,7 +25,7 @@ FourCC avi_chunk_next(ChunkNode &node) {
     node.error |= avi_read_chunk_header(id, size, *node.stream);
     node.error |= avi_file_seek(*node.stream, node.cursor, SEEK_SET);
     size += size & 1;  // the pad byte; the largest size wraps to 0
-    node.cursor = avi_file_tell(*node.stream) + 8 + size;
+    node.cursor += 8 + std::int64_t{size};
     return id;
 }
 

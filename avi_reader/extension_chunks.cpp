@@ -43,24 +43,25 @@ bool begin_blob(AviBlob &blob, std::uint64_t bytes, AviStream &stream) {
     return avi_file_seek(stream, blob.pos, SEEK_SET) == kAviOk;
 }
 
-// The chunks of a top-level menu form, from the stream's position up to `end`. None is padded.
-void scan_menu(AviReaderState &reader, AviStream &stream, std::int64_t end) {
-    while (avi_file_tell(stream) < end) {
+// The chunks of a top-level menu form, from `pos` up to `end`. None is padded. The walk goes by
+// positions, so that it moves on also in a file that has grown since it was measured.
+void scan_menu(AviReaderState &reader, AviStream &stream, std::int64_t pos, std::int64_t end) {
+    while (pos < end) {
         FourCC id{};
         std::uint32_t size = 0;
+        avi_file_seek(stream, pos, SEEK_SET);
         if (avi_read_fourcc(id, stream) != kAviOk) return;
         if (avi_fourcc_equal(id, kMrif)) ++reader.form_count;
         if (avi_read_u32le(size, stream) != kAviOk) return;
+        pos += std::int64_t{size} + kChunkHeader;
+        if (!avi_fourcc_equal(id, kMenu)) continue;
 
-        if (!avi_fourcc_equal(id, kMenu)) {
-            avi_file_seek(stream, size, SEEK_CUR);
-            continue;
-        }
         AviBlob &blob = reader.form_menu_blob;
         blob.size = size;
         blob.present = 1;
-        avi_file_seek(stream, -std::int64_t{kChunkHeader}, SEEK_CUR);
-        if (!note_blob(blob, avi_file_tell(stream), menu_bytes(blob), stream)) return;
+        // The header lies before the position, also where the end of the file cut it short.
+        const std::int64_t header = avi_file_tell(stream) - kChunkHeader;
+        if (!note_blob(blob, header, menu_bytes(blob), stream)) return;
     }
 }
 
@@ -72,7 +73,7 @@ void scan_form(AviReaderState &reader, AviStream &stream, std::int64_t end) {
     avi_read_fields(stream, type, first_id, first_size, first_list_type);
     if (!avi_fourcc_equal(first_list_type, kQmnu)) return;
     reader.form_menu_pos = avi_file_tell(stream);
-    scan_menu(reader, stream, end);
+    scan_menu(reader, stream, reader.form_menu_pos, end);
 }
 
 // One step of a walk that only the end test stops, not an error. False at its end; the end of the
