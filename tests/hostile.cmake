@@ -1,0 +1,22 @@
+# Tests against hostile files, failing memory and failing reads.
+
+# Sends the C library's calls of whatever links it through controlled_libc.cpp.
+add_library(controlled_libc STATIC controlled_libc.cpp record_checks.cpp)
+target_link_libraries(controlled_libc PUBLIC avi_reader PRIVATE project_options)
+foreach(function malloc calloc free fopen64 fclose fread fseeko64 ftello64 fseek ftell)
+    target_link_options(controlled_libc INTERFACE -Wl,--wrap=${function})
+endforeach()
+
+# The plug-in's own source, to be linked where its calls can be controlled.
+add_library(linked_service STATIC ${PROJECT_SOURCE_DIR}/service/drm-service-sorn.cpp)
+target_include_directories(linked_service PUBLIC ${PROJECT_SOURCE_DIR}/service)
+target_link_libraries(linked_service PUBLIC avi_reader PRIVATE library_options)
+
+function(hostile_test name)
+    add_executable(${name} ${name}.cpp)
+    target_link_libraries(${name} PRIVATE
+        project_options test_files linked_service ${ARGN} GTest::gmock_main)
+    gtest_discover_tests(${name} PROPERTIES TIMEOUT 600)
+endfunction()
+
+hostile_test(bounded_work_test controlled_libc)
