@@ -112,7 +112,7 @@ int seek_memory(void *cookie, off64_t *offset, int whence) {
     }
     off64_t from = 0;
     if (whence == SEEK_CUR) from = file.pos;
-    if (whence == SEEK_END) from = static_cast<off64_t>(file.content.size());
+    if (whence == SEEK_END) from = current != nullptr ? current->size() : 0;
     if (from + *offset < 0) {
         errno = EINVAL;
         return -1;

@@ -43,9 +43,12 @@ public:
     void fail_no_more() { failures_.clear(); }
     // After that many calls all fail, so that a walk that would not end does.
     void limit_calls(std::uint64_t calls) { call_limit_ = calls; }
+    // A seek to the end of the file in memory finds it there, as in a file that grows afterwards.
+    void claim_size(std::int64_t size) { claimed_size_ = size; }
 
     [[nodiscard]] std::uint64_t calls(Call call) const { return calls_[index(call)]; }
     [[nodiscard]] bool any_failed() const { return failed_; }
+    [[nodiscard]] bool ran_out_of_calls() const { return all_calls_ > call_limit_; }
     [[nodiscard]] std::size_t live_allocations() const;
     [[nodiscard]] std::size_t open_files() const { return open_files_; }
     // Bytes of all allocations so far; of the large ones, only the pages that were written to.
@@ -54,6 +57,9 @@ public:
     [[nodiscard]] bool owns(const void *pointer, std::uint64_t size) const;
 
     // For the wrappers.
+    [[nodiscard]] std::int64_t size() const {
+        return claimed_size_.value_or(static_cast<std::int64_t>(content_->size()));
+    }
     [[nodiscard]] const std::optional<std::string_view> &content() const { return content_; }
     [[nodiscard]] const Failure *count(Call call);
     [[nodiscard]] void *allocate(std::size_t size);
@@ -65,6 +71,7 @@ private:
     static std::size_t index(Call call) { return static_cast<std::size_t>(call); }
 
     std::optional<std::string_view> content_;
+    std::optional<std::int64_t> claimed_size_;
     std::vector<Failure> failures_;
     std::array<std::uint64_t, kCallKinds> calls_{};
     std::uint64_t all_calls_ = 0;

@@ -20,3 +20,5 @@ function(hostile_test name)
 endfunction()
 
 hostile_test(bounded_work_test controlled_libc)
+hostile_test(fault_test controlled_libc)
+target_compile_definitions(fault_test PRIVATE SAMPLES_DIRECTORY="${PROJECT_SOURCE_DIR}/samples")
