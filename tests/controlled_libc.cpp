@@ -99,7 +99,7 @@ ssize_t read_memory(void *cookie, char *to, std::size_t size) {
         }
         count = std::min<std::size_t>(count, 3);
     }
-    std::memcpy(to, file.content.data() + (count == 0 ? 0 : pos), count);
+    if (count > 0) std::memcpy(to, file.content.data() + pos, count);
     file.pos += static_cast<off64_t>(count);
     return static_cast<ssize_t>(count);
 }
