@@ -113,8 +113,8 @@ enum class ChunkKind : std::uint32_t {
 
 // An open file. `size` is its length as measured at open; every walk and every run of bytes ends
 // there, whatever sizes the file declares. A seek inside the file is only noted until something is
-// read, for walks seek more often than they read: whoever uses `file` directly calls avi_file_settle
-// first.
+// read, for walks seek more often than they read: whoever uses `file` directly calls
+// avi_file_settle first.
 struct AviStream {
     std::FILE *file;
     std::int64_t size;
@@ -131,8 +131,8 @@ struct AviStream {
 // opened; the size is not measured yet.
 [[nodiscard]] AviStream avi_file_open(const char *path);
 
-// Measures a file that was just opened: -1 for one without positions, such as a pipe. The descriptor
-// is asked, not the C library, whose seek to the end reads the file's last page.
+// Measures a file that was just opened: -1 for one without positions, such as a pipe. The
+// descriptor is asked, not the C library, whose seek to the end reads the file's last page.
 void avi_file_measure(AviStream &stream);
 
 // Reads up to `count` bytes and returns how many were read.
@@ -195,8 +195,8 @@ AviStatus avi_read_fields(AviStream &stream, Fields &...fields) {
     return status;
 }
 
-// Reads a chunk's id and size. A header that is looked at to see what it is, and again by the reader
-// of that chunk, is read from the file once.
+// Reads a chunk's id and size. A header that is looked at to see what it is, and again by the
+// reader of that chunk, is read from the file once.
 AviStatus avi_read_chunk_header(FourCC &id, std::uint32_t &size, AviStream &stream);
 
 // ---------------------------------------------------------------------------- memory

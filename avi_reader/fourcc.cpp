@@ -31,26 +31,26 @@ struct Suffix {
 
 Suffix classify_suffix(char first, char second) {
     switch (first) {
-        case 'w':
-            if (second == 'b') return {ChunkKind::audio, true};
-            break;
-        case 'd':
-            if (second == 'c') return {ChunkKind::compressed_video, true};
-            if (second == 'b') return {ChunkKind::uncompressed_video, true};
-            if (second == 'd') return {ChunkKind::dd, true};
-            return {ChunkKind::unknown, true};
-        case 's':
-            if (second == 't') return {ChunkKind::text_subtitle, true};
-            if (second == 'b') return {ChunkKind::bitmap_subtitle, true};
-            break;
-        case 'c':
-            if (second == 'h') return {ChunkKind::chapter, true};
-            break;
-        case 'i':
-            if (second == 'x') return {ChunkKind::index, true};
-            break;
-        default:
-            break;
+    case 'w':
+        if (second == 'b') return {ChunkKind::audio, true};
+        break;
+    case 'd':
+        if (second == 'c') return {ChunkKind::compressed_video, true};
+        if (second == 'b') return {ChunkKind::uncompressed_video, true};
+        if (second == 'd') return {ChunkKind::dd, true};
+        return {ChunkKind::unknown, true};
+    case 's':
+        if (second == 't') return {ChunkKind::text_subtitle, true};
+        if (second == 'b') return {ChunkKind::bitmap_subtitle, true};
+        break;
+    case 'c':
+        if (second == 'h') return {ChunkKind::chapter, true};
+        break;
+    case 'i':
+        if (second == 'x') return {ChunkKind::index, true};
+        break;
+    default:
+        break;
     }
     return {ChunkKind::unknown, false};
 }

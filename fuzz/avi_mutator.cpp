@@ -94,25 +94,25 @@ public:
         const Place place = any_place();
         Chunk &chunk = (*place.chunks)[place.index];
         switch (below(9)) {
-            case 0:
-                return insert(any_place(), Chunk(chunk));
-            case 1:
-                return erase(place);
-            case 2:
-                return swap(place);
-            case 3:
-                return rename(chunk);
-            case 4:
-                return lie(chunk);
-            case 5:
-                return resize(chunk);
-            case 6:
-                return repeat(place);
-            case 7:
-                chunk.lies = false;
-                return;
-            default:
-                return scribble(chunk);
+        case 0:
+            return insert(any_place(), Chunk(chunk));
+        case 1:
+            return erase(place);
+        case 2:
+            return swap(place);
+        case 3:
+            return rename(chunk);
+        case 4:
+            return lie(chunk);
+        case 5:
+            return resize(chunk);
+        case 6:
+            return repeat(place);
+        case 7:
+            chunk.lies = false;
+            return;
+        default:
+            return scribble(chunk);
         }
     }
 

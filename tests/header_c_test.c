@@ -5,8 +5,8 @@ typedef char results_of_open_are_kept[DRM_SVC_SORN_OK == 0 && DRM_SVC_SORN_NO_ME
                                               DRM_SVC_SORN_CANNOT_OPEN == -999
                                           ? 1
                                           : -1];
-typedef char results_of_close_are_kept[DRM_SVC_SORN_NOT_CLOSED == 0 && DRM_SVC_SORN_CLOSED == 1 ? 1
-                                                                                               : -1];
+typedef char
+    results_of_close_are_kept[DRM_SVC_SORN_NOT_CLOSED == 0 && DRM_SVC_SORN_CLOSED == 1 ? 1 : -1];
 
 static int64_t (*const open_file)(const char *, SvcFileHandle **) = drm_svc_sorn_open_file;
 static int32_t (*const close_file)(SvcFileHandle *) = drm_svc_sorn_close_file;
@@ -18,14 +18,12 @@ static int32_t (*const tell_file)(SvcFileHandle *) = drm_svc_sorn_tell_file;
 void _debug_message(int line, const char *file, unsigned int category, unsigned int level,
                     const char *format, ...);
 void _debug_message(int line, const char *file, unsigned int category, unsigned int level,
-                    const char *format, ...)
-{
+                    const char *format, ...) {
     (void)line, (void)file, (void)category, (void)level, (void)format;
 }
 
 /* Plays the first bytes of the file named on the command line. */
-int main(int argc, char **argv)
-{
+int main(int argc, char **argv) {
     SvcFileHandle *file = NULL;
     char form[4] = {0};
     uint32_t count = 0;

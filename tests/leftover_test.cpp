@@ -32,8 +32,8 @@ std::size_t heap_in_use() {
     return info.uordblks + info.hblkhd;
 }
 
-// Runs `body` a few times to let the C library set up what it keeps, then ten thousand times. A leak
-// of one byte a time would show; what the allocator rounds up changes by less.
+// Runs `body` a few times to let the C library set up what it keeps, then ten thousand times. A
+// leak of one byte a time would show; what the allocator rounds up changes by less.
 void expect_nothing_left(const std::function<void()> &body) {
     for (int i = 0; i < 10; ++i) body();
     const std::ptrdiff_t files = open_files();

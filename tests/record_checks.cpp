@@ -65,18 +65,18 @@ void check_count(Checks &checks, const Table &table) {
 
 std::int32_t rows_of(const AviReaderState &reader, ChunkKind kind) {
     switch (kind) {
-        case ChunkKind::audio:
-            return reader.audio.count;
-        case ChunkKind::compressed_video:
-            return reader.video.count;
-        case ChunkKind::bitmap_subtitle:
-            return reader.bitmap_subtitle.count;
-        case ChunkKind::text_subtitle:
-            return reader.text_subtitle.count;
-        case ChunkKind::chapter:
-            return reader.chapter.count;
-        default:
-            return -1;
+    case ChunkKind::audio:
+        return reader.audio.count;
+    case ChunkKind::compressed_video:
+        return reader.video.count;
+    case ChunkKind::bitmap_subtitle:
+        return reader.bitmap_subtitle.count;
+    case ChunkKind::text_subtitle:
+        return reader.text_subtitle.count;
+    case ChunkKind::chapter:
+        return reader.chapter.count;
+    default:
+        return -1;
     }
 }
 

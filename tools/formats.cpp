@@ -18,30 +18,30 @@ std::string video_text(const VideoTrack &row) {
 
 std::string audio_codec(std::uint16_t tag) {
     switch (tag) {
-        case 0x0001:
-            return "PCM";
-        case 0x0002:
-            return "ADPCM";
-        case 0x0003:
-            return "float PCM";
-        case 0x0006:
-            return "A-law";
-        case 0x0007:
-            return "mu-law";
-        case 0x0050:
-            return "MP2";
-        case 0x0055:
-            return "MP3";
-        case 0x00ff:
-            return "AAC";
-        case 0x2000:
-            return "AC-3";
-        case 0x2001:
-            return "DTS";
-        case 0xfffe:
-            return "extensible";
-        default:
-            return fmt::format("format 0x{:04x}", tag);
+    case 0x0001:
+        return "PCM";
+    case 0x0002:
+        return "ADPCM";
+    case 0x0003:
+        return "float PCM";
+    case 0x0006:
+        return "A-law";
+    case 0x0007:
+        return "mu-law";
+    case 0x0050:
+        return "MP2";
+    case 0x0055:
+        return "MP3";
+    case 0x00ff:
+        return "AAC";
+    case 0x2000:
+        return "AC-3";
+    case 0x2001:
+        return "DTS";
+    case 0xfffe:
+        return "extensible";
+    default:
+        return fmt::format("format 0x{:04x}", tag);
     }
 }
 
@@ -70,47 +70,47 @@ std::string shown_name(const Row &row) {
 
 std::string kind_text(const AviStreamRecord &stream) {
     switch (stream.kind) {
-        case ChunkKind::audio:
-            return "audio";
-        case ChunkKind::compressed_video:
-            return "video";
-        case ChunkKind::text_subtitle:
-            return "subtitle";
-        case ChunkKind::bitmap_subtitle:
-            return "bitmap subtitle";
-        case ChunkKind::chapter:
-            return "chapter";
-        default:
-            return fmt::format("other ({})", text_of(stream.header.type));
+    case ChunkKind::audio:
+        return "audio";
+    case ChunkKind::compressed_video:
+        return "video";
+    case ChunkKind::text_subtitle:
+        return "subtitle";
+    case ChunkKind::bitmap_subtitle:
+        return "bitmap subtitle";
+    case ChunkKind::chapter:
+        return "chapter";
+    default:
+        return fmt::format("other ({})", text_of(stream.header.type));
     }
 }
 
 std::string format_text(const AviReaderState &reader, const AviStreamRecord &stream) {
     switch (stream.kind) {
-        case ChunkKind::audio:
-            return audio_text(reader.audio.rows[stream.track].format);
-        case ChunkKind::compressed_video:
-            return video_text(reader.video.rows[stream.track]);
-        case ChunkKind::text_subtitle:
-            return values_text(reader.text_subtitle.rows[stream.track]);
-        case ChunkKind::bitmap_subtitle:
-            return video_text(reader.bitmap_subtitle.rows[stream.track]);
-        case ChunkKind::chapter:
-            return values_text(reader.chapter.rows[stream.track]);
-        default:
-            return "-";
+    case ChunkKind::audio:
+        return audio_text(reader.audio.rows[stream.track].format);
+    case ChunkKind::compressed_video:
+        return video_text(reader.video.rows[stream.track]);
+    case ChunkKind::text_subtitle:
+        return values_text(reader.text_subtitle.rows[stream.track]);
+    case ChunkKind::bitmap_subtitle:
+        return video_text(reader.bitmap_subtitle.rows[stream.track]);
+    case ChunkKind::chapter:
+        return values_text(reader.chapter.rows[stream.track]);
+    default:
+        return "-";
     }
 }
 
 std::string name_text(const AviReaderState &reader, const AviStreamRecord &stream) {
     switch (stream.kind) {
-        case ChunkKind::audio:
-            return shown_name(reader.audio.rows[stream.track]);
-        case ChunkKind::compressed_video:
-            return shown_name(reader.video.rows[stream.track]);
-        case ChunkKind::bitmap_subtitle:
-            return shown_name(reader.bitmap_subtitle.rows[stream.track]);
-        default:
-            return {};
+    case ChunkKind::audio:
+        return shown_name(reader.audio.rows[stream.track]);
+    case ChunkKind::compressed_video:
+        return shown_name(reader.video.rows[stream.track]);
+    case ChunkKind::bitmap_subtitle:
+        return shown_name(reader.bitmap_subtitle.rows[stream.track]);
+    default:
+        return {};
     }
 }

@@ -47,14 +47,14 @@ Function find_as(void *library, const char *name) {
 
 const char *category_name(unsigned int category) {
     switch (category) {
-        case 0x6110000:
-            return "api";
-        case 0x61e0000:
-            return "detail";
-        case 0x61f0000:
-            return "error";
-        default:
-            return "other";
+    case 0x6110000:
+        return "api";
+    case 0x61e0000:
+        return "detail";
+    case 0x61f0000:
+        return "error";
+    default:
+        return "other";
     }
 }
 
