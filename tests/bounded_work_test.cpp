@@ -73,6 +73,7 @@ private:
 Work work_of(const Bytes &content) {
     const TempFile file(content);
     ControlledLibc libc;
+    libc.measure_memory();
     libc.limit_calls(8 * content.size() + 20000);
     Work work{};
     std::uint64_t reads = 0;

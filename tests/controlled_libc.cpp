@@ -204,7 +204,7 @@ bool ControlledLibc::release(void *pointer) {
     if (block.mapping == nullptr) {
         __real_free(pointer);
     } else {
-        touched_ += touched_pages(block) * kPage;
+        if (measures_memory_) touched_ += touched_pages(block) * kPage;
         munmap(block.mapping, block.mapped + kPage);
     }
     return true;

@@ -43,6 +43,8 @@ public:
     void fail_no_more() { failures_.clear(); }
     // After that many calls all fail, so that a walk that would not end does.
     void limit_calls(std::uint64_t calls) { call_limit_ = calls; }
+    // From now on the pages of large allocations are counted when they are freed, which takes time.
+    void measure_memory() { measures_memory_ = true; }
     // A seek to the end of the file in memory finds it there, as in a file that grows afterwards.
     void claim_size(std::int64_t size) { claimed_size_ = size; }
 
@@ -79,6 +81,7 @@ private:
     std::uint64_t touched_ = 0;
     std::size_t open_files_ = 0;
     bool failed_ = false;
+    bool measures_memory_ = false;
 };
 
 #endif
