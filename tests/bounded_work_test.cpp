@@ -329,4 +329,30 @@ TEST(HostileSizes, OfListsInATinyFileCostLittle) {
     }
 }
 
+// The shortcut that keeps jumps short decides nothing else: a chunk that reaches past the end of
+// the form ends the walk over the form, and one that does not, does not.
+TEST(ChunkPastItsList, EndsTheFormOnlyPastTheFormsEnd) {
+    const Bytes rest =
+        list("hdrl", avih(), video_stream()) + list("movi", chunk("00dc", filler(24)));
+    const Bytes tail = riff("AVIX", list("movi", chunk("00dc", filler(400))));
+    const auto file = [&](std::uint32_t claim) {
+        return riff("AVI ", data_list(claiming("MTDA", claim, filler(8))), rest) + tail;
+    };
+    // The form's walk ends 8 bytes before the form; the chunk's payload starts at 32.
+    const auto form_end = static_cast<std::uint32_t>(file(8).size() - tail.size() - 8);
+    EXPECT_NE(open_bytes(file(form_end - 32 - 1)), nullptr);
+    EXPECT_EQ(open_bytes(file(form_end - 32)), nullptr);
+    EXPECT_EQ(open_bytes(file(form_end)), nullptr);
+}
+
+TEST(ChunkPastItsList, EndsItsList) {
+    const Bytes inner = claiming("MTDA", 40, filler(8)) + chunk("JUNK", filler(32));
+    const Bytes file = riff("AVI ", list("QRDT", inner) + list("hdrl", avih(), video_stream()),
+                            list("movi", chunk("00dc", filler(24))));
+    const Record reader = open_bytes(file);
+    ASSERT_NE(reader, nullptr);
+    EXPECT_EQ(reader->data_blob.size, 40U);
+    EXPECT_EQ(reader->data_blob.pos, 32);
+}
+
 }  // namespace
