@@ -111,10 +111,12 @@ enum class ChunkKind : std::uint32_t {
 
 // ------------------------------------------------------------------- the stream (byte_stream.cpp)
 
-// An open file. `size` is its length as measured at open; every walk and every run of bytes ends
-// there, whatever sizes the file declares. A seek inside the file is only noted until something is
-// read, for walks seek more often than they read: whoever uses `file` directly calls
-// avi_file_settle first.
+// An open file. `size` is its length as measured at open, -1 for one without positions, such as a
+// pipe; every walk and every run of bytes ends there, whatever sizes the file declares.
+//
+// A seek is only noted, in `target`, until something is read: walks seek more often than they read,
+// and past the end there is nothing to read. Whoever uses `file` directly calls avi_file_settle
+// first.
 struct AviStream {
     std::FILE *file;
     std::int64_t size;
@@ -128,12 +130,8 @@ struct AviStream {
 };
 
 // Opens `path` for reading at position 0. Returns a stream whose file is null when it cannot be
-// opened; the size is not measured yet.
+// opened.
 [[nodiscard]] AviStream avi_file_open(const char *path);
-
-// Measures a file that was just opened: -1 for one without positions, such as a pipe. The
-// descriptor is asked, not the C library, whose seek to the end reads the file's last page.
-void avi_file_measure(AviStream &stream);
 
 // Reads up to `count` bytes and returns how many were read.
 std::size_t avi_file_read(AviStream &stream, void *destination, std::size_t count);

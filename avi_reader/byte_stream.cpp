@@ -11,6 +11,9 @@ namespace {
 // A way forward that is sooner read than sought.
 constexpr std::int64_t kShortWay = 1024;
 
+// Further than any walk leads: only the C library knows whether it can go there.
+constexpr std::int64_t kFarAway = std::int64_t{1} << 40;
+
 // Goes where the last seek asked to. Every seek of the C library is a system call, even within its
 // buffer, so none is made to where the stream stands, nor for a short way forward. A stream that
 // has met the end of the file seeks, to forget it.
@@ -25,40 +28,44 @@ constexpr std::int64_t kShortWay = 1024;
     fseeko64(stream.file, stream.target, SEEK_SET);
 }
 
-inline void settle(AviStream &stream) {
-    if (stream.pending) go_to_target(stream);
+// Makes ready to read. False at a position noted past the end, where there is nothing to go for.
+inline bool settle(AviStream &stream) {
+    if (!stream.pending) return true;
+    if (stream.target >= stream.size) return false;
+    go_to_target(stream);
+    return true;
 }
 
 }  // namespace
 
 AviStream avi_file_open(const char *path) {
-    AviStream stream{fopen64(path, "rb"), 0, 0, false, 0, {}, 0};
+    AviStream stream{};
+    stream.file = fopen64(path, "rb");
+    if (stream.file == nullptr) return stream;
     // One caller at a time uses a stream, so its lock would only cost.
-    if (stream.file != nullptr) __fsetlocking(stream.file, FSETLOCKING_BYCALLER);
+    __fsetlocking(stream.file, FSETLOCKING_BYCALLER);
+    // The descriptor is asked: the C library's own seek to the end reads the file's last page.
+    stream.size = lseek64(fileno(stream.file), 0, SEEK_END);
+    fseeko64(stream.file, 0, SEEK_SET);
     return stream;
 }
 
-void avi_file_measure(AviStream &stream) {
-    stream.size = lseek64(fileno(stream.file), 0, SEEK_END);
-    fseeko64(stream.file, 0, SEEK_SET);
-}
-
 std::size_t avi_file_read(AviStream &stream, void *destination, std::size_t count) {
-    settle(stream);
-    return std::fread(destination, 1, count, stream.file);
+    return settle(stream) ? std::fread(destination, 1, count, stream.file) : 0;
 }
 
 AviStatus avi_file_seek(AviStream &stream, std::int64_t offset, int whence) {
     if (whence != SEEK_SET && whence != SEEK_CUR && whence != SEEK_END) return kAviFailed;
     if (whence != SEEK_END) {
         const std::int64_t base = whence == SEEK_CUR ? avi_file_tell(stream) : 0;
-        if (base >= 0 && offset >= -base && offset < stream.size - base) {
+        if (stream.size >= 0 && base >= 0 && base < kFarAway && offset >= -base &&
+            offset < kFarAway) {
             stream.target = base + offset;
             stream.pending = true;
             return kAviOk;
         }
     }
-    settle(stream);
+    avi_file_settle(stream);
     return fseeko64(stream.file, offset, whence) == 0 ? kAviOk : kAviFailed;
 }
 
@@ -67,7 +74,7 @@ std::int64_t avi_file_tell(AviStream &stream) {
 }
 
 void avi_file_settle(AviStream &stream) {
-    settle(stream);
+    if (stream.pending) go_to_target(stream);
 }
 
 AviStatus avi_file_close(AviStream &stream) {
@@ -85,7 +92,7 @@ namespace {
 // A byte at a time out of the C library's buffer: a call for so few costs more than they do.
 template <typename Integer>
 AviStatus read_little_endian(Integer &value, AviStream &stream) {
-    settle(stream);
+    if (!settle(stream)) return kAviFailed;
     std::uint32_t assembled = 0;
     for (unsigned int i = 0; i < sizeof(Integer); ++i) {
         const int byte = getc_unlocked(stream.file);
@@ -116,7 +123,7 @@ AviStatus avi_read_fourcc(FourCC &value, AviStream &stream) {
 }
 
 AviStatus avi_read_bytes(unsigned char *destination, std::uint32_t count, AviStream &stream) {
-    settle(stream);
+    if (!settle(stream)) return count == 0 ? kAviOk : kAviFailed;
     for (std::uint32_t i = 0; i < count; ++i) {
         const int byte = getc_unlocked(stream.file);
         if (byte == EOF) return kAviFailed;

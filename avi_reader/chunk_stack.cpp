@@ -36,9 +36,7 @@ bool avi_chunk_at_end(const ChunkNode &node) {
 void avi_chunk_finish(ChunkNode &node) {
     const std::int64_t short_of_end = node.start + node.size - node.cursor;
     const std::int64_t steps = short_of_end > 0 ? (short_of_end + 7) / 8 : 0;
-    const AviStatus status = avi_file_seek(*node.stream, node.cursor + 8 * steps, SEEK_SET);
-    // A file system may refuse so large a position; the walk around this one cannot go on there.
-    if (node.parent != nullptr) node.parent->error |= status;
+    avi_file_seek(*node.stream, node.cursor + 8 * steps, SEEK_SET);
 }
 
 ChunkNode *avi_chunk_pop(ChunkNode *node) {

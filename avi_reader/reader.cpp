@@ -33,12 +33,6 @@ bool enter_first_form(AviReaderState &reader) {
     return true;
 }
 
-bool measure_and_scan(AviReaderState &reader) {
-    AviStream &stream = reader.stream;
-    avi_file_measure(stream);
-    return stream.size <= 0 || avi_scan_forms(reader, stream) == kAviOk;
-}
-
 // What the innermost node, a list of the first form, brings. False refuses the file.
 bool read_list(AviReaderState &reader) {
     const FourCC type = reader.chunk_top->list_type;
@@ -107,9 +101,8 @@ bool fill_record(AviReaderState &reader, const char *path) {
         avi_refuse(reader, AviReason::cannot_open, 0);
         return false;
     }
-    if (!measure_and_scan(reader) || !enter_first_form(reader) || !walk_first_form(reader)) {
-        return false;
-    }
+    if (reader.stream.size > 0 && avi_scan_forms(reader, reader.stream) != kAviOk) return false;
+    if (!enter_first_form(reader) || !walk_first_form(reader)) return false;
     reader.movi_pos = avi_file_tell(reader.stream);
     find_index_behind_movi(reader);
     avi_read_blobs(reader);

@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -23,6 +24,7 @@ public:
         }
         close(ends[1]);
         stream_.file = fdopen(ends[0], "rb");
+        stream_.size = -1;
     }
     ~PipeStream() { avi_file_close(stream_); }
     PipeStream(const PipeStream &) = delete;
@@ -115,6 +117,19 @@ TEST(FileSeek, HasPositionsOf64Bits) {
 TEST(FileSeek, FailsWhereThereAreNoPositions) {
     PipeStream stream("0123456789");
     EXPECT_EQ(avi_file_seek(*stream, 0, SEEK_SET), kAviFailed);
+}
+
+TEST(FileOpen, KnowsThatAPipeHasNoLength) {
+    const std::string path = testing::TempDir() + "drm-sorn-pipe";
+    unlink(path.c_str());
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    const int writer = open(path.c_str(), O_RDWR);  // so that opening it does not wait
+    AviStream stream = avi_file_open(path.c_str());
+    ASSERT_NE(stream.file, nullptr);
+    EXPECT_EQ(stream.size, -1);
+    avi_file_close(stream);
+    close(writer);
+    unlink(path.c_str());
 }
 
 TEST(FileTell, IsMinusOneWhereThereAreNoPositions) {

@@ -189,7 +189,7 @@ def fortified(_library, options):
     except (OSError, ValueError) as error:
         raise Wrong(f"cannot read the compile commands: {error}") from error
     sources = [entry for entry in commands
-               if re.search(r"/(avi_reader|service)/[^/]+\.cpp$", entry["file"])]
+               if re.search(r" -o (avi_reader|service)/", entry["command"])]
     need(len(sources) >= 2, "the library's sources are not among the compile commands")
     for entry in sources:
         command = shlex.split(entry["command"])

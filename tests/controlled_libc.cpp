@@ -22,6 +22,8 @@ int __real_fseeko64(std::FILE *file, off64_t offset, int whence);
 off64_t __real_ftello64(std::FILE *file);
 int __real_fseek(std::FILE *file, long offset, int whence);
 long __real_ftell(std::FILE *file);
+int __real_fileno(std::FILE *file);
+off64_t __real_lseek64(int descriptor, off64_t offset, int whence);
 
 void *__wrap_malloc(std::size_t size);
 void *__wrap_calloc(std::size_t count, std::size_t size);
@@ -33,6 +35,8 @@ int __wrap_fseeko64(std::FILE *file, off64_t offset, int whence);
 off64_t __wrap_ftello64(std::FILE *file);
 int __wrap_fseek(std::FILE *file, long offset, int whence);
 long __wrap_ftell(std::FILE *file);
+int __wrap_fileno(std::FILE *file);
+off64_t __wrap_lseek64(int descriptor, off64_t offset, int whence);
 }
 
 namespace {
@@ -82,6 +86,9 @@ void *map_large(std::size_t size, Block &block) {
 }
 
 // ---- a file in memory
+
+// Stands for the descriptor that such a file does not have.
+constexpr int kMemoryDescriptor = 1 << 20;
 
 struct MemoryFile {
     std::string_view content;
@@ -279,4 +286,19 @@ long __wrap_ftell(std::FILE *file) {
     if (file_call(Call::tell, file) == nullptr) return __real_ftell(file);
     errno = EIO;
     return -1;
+}
+
+int __wrap_fileno(std::FILE *file) {
+    return watched() && files.count(file) != 0 && current->content() ? kMemoryDescriptor
+                                                                     : __real_fileno(file);
+}
+
+off64_t __wrap_lseek64(int descriptor, off64_t offset, int whence) {
+    if (!watched()) return __real_lseek64(descriptor, offset, whence);
+    if (current->count(Call::seek) != nullptr) {
+        errno = EIO;
+        return -1;
+    }
+    if (descriptor != kMemoryDescriptor) return __real_lseek64(descriptor, offset, whence);
+    return whence == SEEK_END ? current->size() + offset : -1;  // all that is asked for
 }

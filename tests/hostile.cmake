@@ -3,7 +3,8 @@
 # Sends the C library's calls of whatever links it through controlled_libc.cpp.
 add_library(controlled_libc STATIC controlled_libc.cpp record_checks.cpp)
 target_link_libraries(controlled_libc PUBLIC avi_reader PRIVATE project_options)
-foreach(function malloc calloc free fopen64 fclose fread fseeko64 ftello64 fseek ftell)
+foreach(function malloc calloc free fopen64 fclose fread fseeko64 ftello64 fseek ftell fileno
+        lseek64)
     target_link_options(controlled_libc INTERFACE -Wl,--wrap=${function})
 endforeach()
 
