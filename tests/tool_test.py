@@ -716,6 +716,7 @@ class Far(ToolTest):
         self.assert_agrees(result)
         self.assertEqual(stream_lines(result)[0], ("video", 6, 600, "0:00.24"))
         self.assertEqual(recognised(result), (1, 1))
+        self.assertIn("(none can be past 2 GiB)", result.out)
 
     def test_past_four_gigabytes(self):
         result = run("play", "--verify", self.sparse(0xFFFFFFF0))

@@ -22,6 +22,9 @@ struct Request {
     bool no_progress = false;
 };
 
+// The plug-in does not know where it is beyond, and so not what it reads.
+constexpr std::int64_t kFarthestTold = 2147483647;
+
 struct CloseRecord {
     void operator()(AviReaderState *reader) const { aviin_close(reader); }
 };
@@ -101,8 +104,9 @@ void print_summary(const Request &request, const InputFile &file, const AviReade
                count_of(playback.forms, "form"));
     print_table(stream_rows(reader, playback));
     fmt::print("\n");
-    fmt::print("Recognised  {}, {}\n", count_of(playback.audio_reads, "audio read"),
-               count_of(playback.video_reads, "video read"));
+    fmt::print("Recognised  {}, {}{}\n", count_of(playback.audio_reads, "audio read"),
+               count_of(playback.video_reads, "video read"),
+               file.size() > kFarthestTold ? " (none can be past 2 GiB)" : "");
     fmt::print("Delivered   {} in {:.2f} s, {}/s{}\n", count_of(playback.delivered, "byte"),
                seconds,
                size_text(static_cast<std::uint64_t>(static_cast<double>(playback.delivered) /
