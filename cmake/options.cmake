@@ -23,6 +23,7 @@ target_compile_options(library_options INTERFACE
     -fstack-protector-strong
     $<$<BOOL:${DRM_SORN_COVERAGE}>:--coverage -fprofile-abs-path>)
 if(NOT DRM_SORN_SANITIZE)  # the sanitizers' own checks take the place of these
-    target_compile_definitions(library_options INTERFACE $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
+    target_compile_definitions(library_options INTERFACE
+        $<$<CONFIG:Release,MinSizeRel>:_FORTIFY_SOURCE=2>)
 endif()
 target_link_options(library_options INTERFACE $<$<BOOL:${DRM_SORN_COVERAGE}>:--coverage>)

@@ -1,0 +1,30 @@
+# The tool's and the tests' libraries in a cross build, where find_package must not find those of
+# the building machine: it is sent to targets made here instead. CLI11, nlohmann/json and fmt are
+# used as headers, reached through links so that no other header of /usr/include is seen;
+# GoogleTest is built from Debian's source package.
+
+set(headers ${PROJECT_BINARY_DIR}/host-headers)
+
+function(provide_headers package target directory)
+    if(NOT EXISTS /usr/include/${directory})
+        return()
+    endif()
+    file(MAKE_DIRECTORY ${headers})
+    file(CREATE_LINK /usr/include/${directory} ${headers}/${directory} SYMBOLIC)
+    add_library(${target} INTERFACE IMPORTED GLOBAL)
+    target_include_directories(${target} SYSTEM INTERFACE ${headers})
+    file(WRITE ${CMAKE_FIND_PACKAGE_REDIRECTS_DIR}/${package}-config.cmake "")
+endfunction()
+
+provide_headers(cli11 CLI11::CLI11 CLI)
+provide_headers(nlohmann_json nlohmann_json::nlohmann_json nlohmann)
+provide_headers(fmt fmt::fmt fmt)
+if(TARGET fmt::fmt)
+    target_compile_definitions(fmt::fmt INTERFACE FMT_HEADER_ONLY)
+endif()
+
+if(BUILD_TESTING)
+    set(INSTALL_GTEST OFF)
+    add_subdirectory(/usr/src/googletest ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+    file(WRITE ${CMAKE_FIND_PACKAGE_REDIRECTS_DIR}/gtest-config.cmake "")
+endif()
