@@ -5,7 +5,7 @@ add_library(project_options INTERFACE)
 target_include_directories(project_options INTERFACE ${PROJECT_SOURCE_DIR})
 # __FILE__ reaches the log and the binary: it names a file of the source tree, not of this machine.
 target_compile_options(project_options INTERFACE
-    -Wall -Wextra -Wshadow -Wconversion -Wsign-conversion -Wformat=2
+    -Wall -Wextra -Wshadow -Wconversion -Wsign-conversion -Wformat=2 -Wcast-align=strict
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
     $<$<BOOL:${DRM_SORN_WERROR}>:-Werror>)
 if(DRM_SORN_SANITIZE)
@@ -27,3 +27,8 @@ if(NOT DRM_SORN_SANITIZE)  # the sanitizers' own checks take the place of these
         $<$<CONFIG:Release,MinSizeRel>:_FORTIFY_SOURCE=2>)
 endif()
 target_link_options(library_options INTERFACE $<$<BOOL:${DRM_SORN_COVERAGE}>:--coverage>)
+
+# A misaligned load may trap on the target, so the compiler must not make one out of byte loads.
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
+    target_compile_options(library_options INTERFACE -mno-unaligned-access)
+endif()
