@@ -1,0 +1,37 @@
+# Packages, by `cpack`: a tar.gz, a deb and an rpm of what `install` puts in place.
+set(CPACK_PACKAGE_NAME libdrm-sorn)
+set(CPACK_PACKAGE_VENDOR "drm-sorn")
+set(CPACK_PACKAGE_CONTACT "drm-sorn maintainers <maintainers@drm-sorn.invalid>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_VERBATIM_VARIABLES ON)
+set(CPACK_GENERATOR TGZ DEB RPM)
+
+# Each packager's own word for the processor that was built for.
+set(deb_i686 i386)
+set(deb_x86_64 amd64)
+set(deb_armv7l armhf)
+set(deb_armv5tel armel)
+set(rpm_x86_64 x86_64)
+set(rpm_i686 i686)
+set(rpm_armv7l armv7hl)
+set(rpm_armv5tel armv5tel)
+set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${deb_${CMAKE_SYSTEM_PROCESSOR}})
+set(CPACK_RPM_PACKAGE_ARCHITECTURE ${rpm_${CMAKE_SYSTEM_PROCESSOR}})
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_RPM_FILE_NAME RPM-DEFAULT)
+
+set(CPACK_DEBIAN_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_PACKAGE_DEPENDS libc6)
+if(TARGET sorn-tool)
+    string(APPEND CPACK_DEBIAN_PACKAGE_DEPENDS ", libstdc++6, libgcc-s1")
+endif()
+set(CPACK_RPM_PACKAGE_AUTOREQPROV OFF)
+set(CPACK_RPM_SPEC_MORE_DEFINE "%define _build_id_links none")
+# rpm's own strip is the building machine's and does not know the target's files.
+if(CMAKE_CROSSCOMPILING)
+    string(APPEND CPACK_RPM_SPEC_MORE_DEFINE "\n%define __strip ${CMAKE_STRIP}")
+endif()
+
+include(CPack)
