@@ -5,6 +5,13 @@
 
 set(headers ${PROJECT_BINARY_DIR}/host-headers)
 
+# The versions are those that the building machine has for its own builds.
+function(answer_find_package package)
+    file(WRITE ${CMAKE_FIND_PACKAGE_REDIRECTS_DIR}/${package}-config.cmake "")
+    file(WRITE ${CMAKE_FIND_PACKAGE_REDIRECTS_DIR}/${package}-config-version.cmake
+        "set(PACKAGE_VERSION_COMPATIBLE TRUE)\n")
+endfunction()
+
 function(provide_headers package target directory)
     if(NOT EXISTS /usr/include/${directory})
         return()
@@ -13,7 +20,7 @@ function(provide_headers package target directory)
     file(CREATE_LINK /usr/include/${directory} ${headers}/${directory} SYMBOLIC)
     add_library(${target} INTERFACE IMPORTED GLOBAL)
     target_include_directories(${target} SYSTEM INTERFACE ${headers})
-    file(WRITE ${CMAKE_FIND_PACKAGE_REDIRECTS_DIR}/${package}-config.cmake "")
+    answer_find_package(${package})
 endfunction()
 
 provide_headers(cli11 CLI11::CLI11 CLI)
@@ -26,5 +33,5 @@ endif()
 if(BUILD_TESTING)
     set(INSTALL_GTEST OFF)
     add_subdirectory(/usr/src/googletest ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
-    file(WRITE ${CMAKE_FIND_PACKAGE_REDIRECTS_DIR}/gtest-config.cmake "")
+    answer_find_package(gtest)
 endif()
