@@ -1,8 +1,9 @@
 // What "strl" lists of every kind have in common: their rows and limits, the stream header, the
 // peeks at what follows the format, and names.
 #include <gmock/gmock.h>
+#include <malloc.h>
 
-#include <array>
+#include <vector>
 
 #include "stream_fixtures.h"
 
@@ -317,6 +318,7 @@ protected:
         ASSERT_NE(name.bytes, nullptr);
         EXPECT_EQ(bytes_at(name.bytes, expected.size()), expected);
         EXPECT_EQ(name.bytes[expected.size()], 0);
+        EXPECT_GT(malloc_usable_size(const_cast<unsigned char *>(name.bytes)), expected.size());
     }
     void expect_no_name(const ParsedList &list) const {
         const NameField name = GetParam().name(*list.operator->());
@@ -348,7 +350,7 @@ TEST_P(StreamName, IsFoundWithoutRegardToCase) {
 }
 
 TEST_P(StreamName, HasUpTo32767Bytes) {
-    for (const std::size_t length : {0U, 1U, 2U, 32766U, 32767U}) {
+    for (const std::size_t length : {0U, 1U, 2U, 24U, 40U, 32766U, 32767U}) {
         ParsedList list = parse(strn(filler(length)) + room());
         EXPECT_FALSE(list.refused()) << length;
         expect_name(list, filler(length));
