@@ -59,6 +59,24 @@ TEST(FileOpen, IsForReadingOnly) {
     EXPECT_EQ(std::filesystem::file_size(file.path()), 4U);
 }
 
+TEST(FileMeasure, FindsTheSizeAndStaysAtTheStart) {
+    for (const Bytes &content : {Bytes(), Bytes("0123456789"), filler(100000)}) {
+        const TempFile file(content);
+        AviStream stream = avi_file_open(file.path());
+        ASSERT_NE(stream.file, nullptr);
+        avi_file_measure(stream);
+        EXPECT_EQ(stream.size, length_of(content));
+        EXPECT_EQ(avi_file_tell(stream), 0);
+        avi_file_close(stream);
+    }
+}
+
+TEST(FileMeasure, IsMinusOneWhereThereAreNoPositions) {
+    PipeStream stream("0123456789");
+    avi_file_measure(*stream);
+    EXPECT_EQ((*stream).size, -1);
+}
+
 TEST(FileClose, ReportsAFailureAndForgetsTheFileAllTheSame) {
     const TempFile file("abcd");
     AviStream stream = avi_file_open(file.path());
@@ -104,6 +122,8 @@ TEST(FileSeek, GoesPastTheEnd) {
     TestStream stream("0123456789");
     EXPECT_EQ(avi_file_seek(*stream, 11, SEEK_SET), kAviOk);
     EXPECT_EQ(stream.position(), 11);
+    EXPECT_EQ(avi_file_seek(*stream, 3, SEEK_END), kAviOk);
+    EXPECT_EQ(stream.position(), 13);
 }
 
 TEST(FileSeek, HasPositionsOf64Bits) {
@@ -158,6 +178,17 @@ TEST(FileRead, ReturnsWhatTheFileHolds) {
     EXPECT_EQ(avi_file_read(*stream, bytes, 16), 6U);
     EXPECT_EQ(bytes, "456789"s);
     EXPECT_EQ(avi_file_read(*stream, bytes, 16), 0U);
+}
+
+TEST(FileRead, StartsWhereTheLastSeekEnded) {
+    TestStream stream("0123456789");
+    char bytes[3] = {};
+    for (const std::int64_t position : {4, 6, 1}) {
+        stream.move_to(position);
+        EXPECT_EQ(avi_file_read(*stream, bytes, 2), 2U);
+        EXPECT_EQ(bytes, Bytes("0123456789").substr(static_cast<std::size_t>(position), 2));
+        EXPECT_EQ(stream.position(), position + 2);
+    }
 }
 
 TEST(FileRead, NeedsNoPositions) {
