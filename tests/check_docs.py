@@ -54,7 +54,9 @@ class Project:
                       if f.parts[0] == "docs" and re.fullmatch(r"\.[1-9]", f.suffix))
 
     def has(self, name):
-        return any(fnmatch.fnmatch(str(f), name.rstrip("/")) or str(f).startswith(name.rstrip("/") + "/")
+        """Whether it is a file, a pattern of files, or a folder with something in it."""
+        name = name.rstrip("/")
+        return any(fnmatch.fnmatch(str(f), name) or str(f).startswith(name + "/")
                    for f in self.files)
 
     def run_in_ci(self):
@@ -271,7 +273,8 @@ class Check:
         service = self.options.source / "service"
         rendered = re.sub(r"\s|.\x08", "", rendered)
         header = re.sub(r"/\*.*?\*/", "", read(service / "drm-service-sorn.h"), flags=re.DOTALL)
-        for function in re.findall(r"^ +(drm_svc_\w+);", read(service / "exports.map"), re.MULTILINE):
+        exports = read(service / "exports.map")
+        for function in re.findall(r"^ +(drm_svc_\w+);", exports, re.MULTILINE):
             if f"{function}.3" not in pages:
                 self.fail("docs", f"{function} has no manual page")
             prototype = re.search(rf"DRM_SVC_SORN_EXPORT ([^;]*\b{function}\([^;]*;)", header)[1]

@@ -21,7 +21,8 @@ def skip(why):
 
 
 def run(command, expected_status=0, **environment):
-    done = subprocess.run(command, capture_output=True, text=True, env={**os.environ, **environment})
+    environment = {**os.environ, **environment}
+    done = subprocess.run(command, capture_output=True, text=True, env=environment)
     if done.returncode != expected_status:
         sys.exit(f"{command}: exit status {done.returncode}\n{done.stdout}{done.stderr}")
     return done
@@ -43,7 +44,8 @@ def streams_of(data):
     streams, pos = {}, 0
     while pos + 8 <= len(data):
         fourcc, size = struct.unpack_from("<4sI", data, pos)
-        if fourcc == b"RIFF" or fourcc == b"LIST" and data[pos + 8 : pos + 12] in (b"movi", b"rec "):
+        entered = fourcc == b"LIST" and data[pos + 8 : pos + 12] in (b"movi", b"rec ")
+        if fourcc == b"RIFF" or entered:
             pos += 12
             continue
         if fourcc[:2].isdigit() and fourcc[2:3] != b"i":
