@@ -26,9 +26,9 @@
  *         return count == sizeof header ? 0 : 1;
  *     }
  *
- * Open accepts a file whose first form is an AVI form with a header list and a non-empty "movi"
- * list. After that the file is read as it stands: a read delivers exactly the bytes at the
- * position, whatever they belong to.
+ * Open accepts a file whose first form is an AVI form with a non-empty "movi" list; a header list
+ * before it has to be in order, but need not be there. After that the file is read as it stands: a
+ * read delivers exactly the bytes at the position, whatever they belong to.
  *
  * Logging. The library writes nothing itself. It calls a function that the process must provide,
  * by the platform's debug-message library or by the loading program itself:
