@@ -17,23 +17,21 @@ constexpr std::int64_t kFarAway = std::int64_t{1} << 40;
 // Goes where the last seek asked to. Every seek of the C library is a system call, even within its
 // buffer, so none is made to where the stream stands, nor for a short way forward. A stream that
 // has met the end of the file seeks, to forget it.
-[[gnu::noinline]] void go_to_target(AviStream &stream) {
+[[gnu::noinline]] bool go_to_target(AviStream &stream) {
     stream.pending = false;
     const std::int64_t way = stream.target - ftello64(stream.file);
     if (way >= 0 && way <= kShortWay && !feof_unlocked(stream.file)) {
         char skipped[kShortWay];
         const auto count = static_cast<std::size_t>(way);
-        if (std::fread(skipped, 1, count, stream.file) == count) return;
+        if (std::fread(skipped, 1, count, stream.file) == count) return true;
     }
-    fseeko64(stream.file, stream.target, SEEK_SET);
+    return fseeko64(stream.file, stream.target, SEEK_SET) == 0;
 }
 
 // Makes ready to read. False at a position noted past the end, where there is nothing to go for.
 inline bool settle(AviStream &stream) {
     if (!stream.pending) return true;
-    if (stream.target >= stream.size) return false;
-    go_to_target(stream);
-    return true;
+    return stream.target < stream.size && go_to_target(stream);
 }
 
 }  // namespace

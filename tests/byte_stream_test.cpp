@@ -59,22 +59,15 @@ TEST(FileOpen, IsForReadingOnly) {
     EXPECT_EQ(std::filesystem::file_size(file.path()), 4U);
 }
 
-TEST(FileMeasure, FindsTheSizeAndStaysAtTheStart) {
+TEST(FileOpen, FindsTheSizeAndStaysAtTheStart) {
     for (const Bytes &content : {Bytes(), Bytes("0123456789"), filler(100000)}) {
         const TempFile file(content);
         AviStream stream = avi_file_open(file.path());
         ASSERT_NE(stream.file, nullptr);
-        avi_file_measure(stream);
         EXPECT_EQ(stream.size, length_of(content));
         EXPECT_EQ(avi_file_tell(stream), 0);
         avi_file_close(stream);
     }
-}
-
-TEST(FileMeasure, IsMinusOneWhereThereAreNoPositions) {
-    PipeStream stream("0123456789");
-    avi_file_measure(*stream);
-    EXPECT_EQ((*stream).size, -1);
 }
 
 TEST(FileClose, ReportsAFailureAndForgetsTheFileAllTheSame) {

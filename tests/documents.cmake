@@ -1,0 +1,10 @@
+# What the documents say runs, and what they name exists.
+# Programs built by hand run with neither; nor do those of another processor.
+if(DRM_SORN_SANITIZE OR DRM_SORN_COVERAGE OR CMAKE_CROSSCOMPILING)
+    set(without_commands --no-commands)
+endif()
+add_test(NAME documents COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/check_docs.py
+    --source ${PROJECT_SOURCE_DIR} --build ${PROJECT_BINARY_DIR}
+    --write-files $<TARGET_FILE:write_files> --cc ${CMAKE_C_COMPILER}
+    ${without_commands})
+set_tests_properties(documents PROPERTIES TIMEOUT 600)
