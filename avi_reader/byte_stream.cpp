@@ -20,7 +20,7 @@ constexpr std::int64_t kFarAway = std::int64_t{1} << 40;
 [[gnu::noinline]] bool go_to_target(AviStream &stream) {
     stream.pending = false;
     const std::int64_t way = stream.target - ftello64(stream.file);
-    if (way >= 0 && way <= kShortWay && !feof_unlocked(stream.file)) {
+    if (way >= 0 && way <= kShortWay && feof_unlocked(stream.file) == 0) {
         char skipped[kShortWay];
         const auto count = static_cast<std::size_t>(way);
         if (std::fread(skipped, 1, count, stream.file) == count) return true;

@@ -5,7 +5,8 @@ add_library(project_options INTERFACE)
 target_include_directories(project_options INTERFACE ${PROJECT_SOURCE_DIR})
 # __FILE__ reaches the log and the binary: it names a file of the source tree, not of this machine.
 target_compile_options(project_options INTERFACE
-    -Wall -Wextra -Wshadow -Wconversion -Wsign-conversion -Wformat=2 -Wcast-align=strict
+    -Wall -Wextra -Wshadow -Wconversion -Wsign-conversion -Wformat=2
+    $<IF:$<CXX_COMPILER_ID:GNU>,-Wcast-align=strict,-Wcast-align>
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
     $<$<BOOL:${DRM_SORN_WERROR}>:-Werror>)
 if(DRM_SORN_SANITIZE)
