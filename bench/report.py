@@ -1,7 +1,10 @@
 #!/usr/bin/env python3
-"""Turns a run of the benchmarks into a table of ratios, ours to each rival, and a plot.
+"""Turns a run of the benchmarks into tables of ratios, ours to each rival, and a plot.
 
-    report.py RESULTS.json PLOT.svg
+    report.py RESULTS.json DOCUMENT.md PLOT.svg README.md
+
+All tables are printed and stand in the document, those that say most also in the README, each
+between a pair of marks. Only a run of everything is written there; a filtered one is printed.
 
 Medians of the processor time that the process used, user and system: another load on the machine
 stretches the clock's time, and this far less. Threads are compared by the clock.
@@ -58,15 +61,40 @@ def target(group, file, rival):
     return max(fitting)[1] if fitting else None
 
 
-def print_table(runs):
+# What the README shows: a line of text, and the ratio that it speaks of.
+HIGHLIGHTS = (
+    ("open and close a 10-second film", "film-1MB", "open", "libavformat"),
+    ("open and close a 200 MB film", "film-200MB", "open", "libavformat"),
+    ("open and close a 1.2 GB OpenDML film", "film-1200MB", "open", "libavformat"),
+    ("read every chunk of the 10-second film", "film-1MB", "pass", "libavformat"),
+    ("the same, against the very calls on a stream with locks", "film-1MB", "pass", "same_calls"),
+    ("load a 1 MiB chunk, against a locked read a byte", "stream-data", "load", "fread_each_byte"),
+)
+MARKS = "<!-- written by scripts/bench -->\n", "<!-- end of what scripts/bench writes -->\n"
+
+
+def highlights(runs):
+    ratios = {(group, file): of_file for group, file, _, of_file in rows(runs)}
+    yield "| | our time, as a share of | |\n|---|---|--:|"
+    for what, file, group, rival in HIGHLIGHTS:
+        yield f"| {what} | {rival} | {ratios[group, file][rival]:.3g} |"
+
+
+def write_between_marks(path, text):
+    before, rest = path.read_text().split(MARKS[0])
+    after = rest.split(MARKS[1])[1]
+    path.write_text(before + MARKS[0] + text + MARKS[1] + after)
+
+
+def tables(runs):
     for group, title in TITLES.items():
         of_group = [row for row in rows(runs) if row[0] == group]
         if not of_group:
             continue
         rivals = list(of_group[0][3])
-        print(f"\n### {title}\n")
-        print("| file | ours, µs | " + " | ".join(rivals) + " |")
-        print("|---|--:|" + "--:|" * len(rivals))
+        yield f"\n### {title}\n"
+        yield "| file | ours, µs | " + " | ".join(rivals) + " |"
+        yield "|---|--:|" + "--:|" * len(rivals)
         for _, file, ours, ratios in of_group:
             cells = []
             for rival in rivals:
@@ -74,19 +102,19 @@ def print_table(runs):
                 verdict = "" if limit is None else f" (at most {limit}: " + (
                     "yes)" if ratios[rival] <= limit else "**no**)")
                 cells.append(f"{ratios[rival]:.3g}{verdict}")
-            print(f"| {file} | {ours / 1000:,.1f} | " + " | ".join(cells) + " |")
-    print("\n### Handles\n")
+            yield f"| {file} | {ours / 1000:,.1f} | " + " | ".join(cells) + " |"
+    yield "\n### Handles\n"
     for name, run in runs.items():
         if name.startswith("memory/"):
-            print(f"{run['bytes_each']:,.0f} bytes of heap each, the C library's buffer included.")
+            yield f"{run['bytes_each']:,.0f} bytes of heap each, the C library's buffer included."
     threads = {run["threads"]: run["items_per_second"] for name, run in runs.items()
                if name.startswith("threads/")}
     for count, rate in sorted(threads.items()):
-        print(f"{count} thread(s), a handle each: {rate:,.0f} chunks a second in all.")
+        yield f"{count} thread(s), a handle each: {rate:,.0f} chunks a second in all."
 
 
 def plot(runs):
-    left, width, row_height, low, high = 190, 560, 20, 0.001, 20
+    left, width, row_height, low, high = 190, 560, 20, 0.001, 1000
     parts, y = [], 56
 
     def x(ratio):
@@ -117,7 +145,7 @@ def plot(runs):
                 parts.append(f'<circle cx="{x(ratio):.1f}" cy="{y - 4}" r="5" '
                              f'fill="{RIVALS[rival]}"><title>{escape(rival)}: {ratio:.3g}'
                              f'</title></circle>')
-        for tick in (0.001, 0.01, 0.1, 1, 10):
+        for tick in (0.001, 0.01, 0.1, 1, 10, 100, 1000):
             strong = ' class="one"' if tick == 1 else ""
             parts.append(f'<line{strong} x1="{x(tick):.1f}" x2="{x(tick):.1f}" y1="{top}" '
                          f'y2="{y + 6}"/>')
@@ -130,15 +158,19 @@ def plot(runs):
             f"<style>{style}</style>" + "\n".join(parts) + "</svg>\n")
 
 
-def main(results, picture):
+def main(results, document, picture, readme):
     runs = medians(pathlib.Path(results))
     if not runs:
         sys.exit("report: no medians in " + results)
-    print_table(runs)
-    pathlib.Path(picture).write_text(plot(runs))
+    all_tables = "\n".join(tables(runs)) + "\n"
+    print(all_tables, end="")
+    if {group for group, *_ in rows(runs)} == set(TITLES):
+        write_between_marks(pathlib.Path(document), all_tables)
+        write_between_marks(pathlib.Path(readme), "\n".join(highlights(runs)) + "\n")
+        pathlib.Path(picture).write_text(plot(runs))
 
 
 if __name__ == "__main__":
-    if len(sys.argv) != 3:
+    if len(sys.argv) != 5:
         sys.exit(__doc__)
     main(*sys.argv[1:])
