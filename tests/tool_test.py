@@ -433,7 +433,7 @@ class FaultyPlugin(ToolTest):
         return shown.decode()
 
     def test_progress_shows_on_a_terminal_only(self):
-        self.assertRegex(self.on_terminal(), r"\r\[[#-]+\] +\d+%  .* of 109\.7 KiB\x1b\[K")
+        self.assertRegex(self.on_terminal(), r"\r\[[#-]+\] +\d+%  .* of 109\.7 KiB  .*/s  \d+:\d\d left\x1b\[K")
         self.assertRegex(self.on_terminal(), r"\r\x1b\[K\Z")
         self.assertEqual(self.on_terminal("--no-progress"), "")
         self.assertEqual(self.play("slow").err, "")

@@ -1,12 +1,12 @@
 // sorn-tool info: what the reader knows of each file, for people or as JSON Lines.
 #include <cstdio>
-#include <memory>
 #include <optional>
 #include <vector>
 
 #include "command.h"
 #include "formats.h"
 #include "input_file.h"
+#include "record.h"
 #include "record_json.h"
 #include "text.h"
 
@@ -16,11 +16,6 @@ struct Request {
     std::vector<std::string> files;
     bool json = false;
 };
-
-struct CloseRecord {
-    void operator()(AviReaderState *reader) const { aviin_close(reader); }
-};
-using Record = std::unique_ptr<AviReaderState, CloseRecord>;
 
 // The record, or none after a line that says why.
 Record open_record(const std::string &path) {

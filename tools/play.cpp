@@ -1,15 +1,15 @@
 // sorn-tool play: reads a file through the plug-in as a player does, and sums up what it saw.
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
-#include <memory>
 #include <vector>
 
 #include "command.h"
 #include "formats.h"
+#include "interrupt.h"
 #include "player.h"
 #include "progress.h"
+#include "record.h"
 #include "text.h"
 
 namespace {
@@ -24,20 +24,6 @@ struct Request {
 
 // The plug-in does not know where it is beyond, and so not what it reads.
 constexpr std::int64_t kFarthestTold = 2147483647;
-
-struct CloseRecord {
-    void operator()(AviReaderState *reader) const { aviin_close(reader); }
-};
-using Record = std::unique_ptr<AviReaderState, CloseRecord>;
-
-volatile std::sig_atomic_t interrupted = 0;
-
-void stop_on_interrupt() {
-    struct sigaction action {};
-    action.sa_handler = [](int) { interrupted = 1; };
-    action.sa_flags = SA_RESTART;
-    sigaction(SIGINT, &action, nullptr);
-}
 
 // By AVI's own clock: a sample lasts scale / rate seconds, and is a chunk where the header gives no
 // size for it.
@@ -146,7 +132,7 @@ Exit run(const Request &request) {
     const InputFile file(request.file);
     const Plugin plugin(request.plugin.empty() ? default_plugin() : request.plugin);
     print_messages(request.log);
-    stop_on_interrupt();
+    note_interrupts();
 
     const auto start = std::chrono::steady_clock::now();
     Playback playback;
@@ -156,7 +142,7 @@ Exit run(const Request &request) {
                                  .file = &file,
                                  .verify = request.verify,
                                  .on_progress = [&](std::int64_t pos) { progress.show(pos); },
-                                 .stop = [] { return interrupted != 0; }});
+                                 .stop = interrupted});
     }
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
 

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <string>
 
 #include "text.h"
@@ -20,12 +21,18 @@ std::int64_t terminal_width() {
     return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
 }
 
+std::string clock_text(double seconds) {
+    const auto whole = static_cast<std::uint64_t>(std::llround(seconds));
+    return fmt::format("{}:{:02}", whole / 60, whole % 60);
+}
+
 }  // namespace
 
 Progress::Progress(std::int64_t total, bool wanted)
     : total_(std::max<std::int64_t>(total, 1)),
       on_(wanted && isatty(STDERR_FILENO) == 1),
-      next_(std::chrono::steady_clock::now() + kBetween) {}
+      start_(std::chrono::steady_clock::now()),
+      next_(start_ + kBetween) {}
 
 Progress::~Progress() {
     if (drawn_) fmt::print(stderr, "\r\033[K");
@@ -42,9 +49,13 @@ void Progress::show(std::int64_t done) {
 
 void Progress::draw(std::int64_t done) const {
     const double part = static_cast<double>(done) / static_cast<double>(total_);
-    const std::string figures =
-        fmt::format(" {:3.0f}%  {} of {}", part * 100, size_text(static_cast<std::uint64_t>(done)),
-                    size_text(static_cast<std::uint64_t>(total_)));
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start_;
+    const double rate = static_cast<double>(done) / std::max(took.count(), 1e-6);
+    const double left = static_cast<double>(total_ - done) / std::max(rate, 1.0);
+    const std::string figures = fmt::format(
+        " {:3.0f}%  {} of {}  {}/s  {} left", part * 100,
+        size_text(static_cast<std::uint64_t>(done)), size_text(static_cast<std::uint64_t>(total_)),
+        size_text(static_cast<std::uint64_t>(rate)), clock_text(left));
     const std::int64_t room = terminal_width() - 3 - static_cast<std::int64_t>(figures.size());
     const auto width = static_cast<std::size_t>(std::clamp<std::int64_t>(room, 0, kWidestBar));
     const auto filled = static_cast<std::size_t>(part * static_cast<double>(width));

@@ -1,4 +1,4 @@
-// A progress bar on standard error, when that is a terminal.
+// A progress bar on standard error, with rate and time left, when that is a terminal.
 #ifndef TOOLS_PROGRESS_H
 #define TOOLS_PROGRESS_H
 
@@ -20,6 +20,7 @@ private:
     std::int64_t total_;
     bool on_;
     bool drawn_ = false;
+    std::chrono::steady_clock::time_point start_;
     std::chrono::steady_clock::time_point next_;
 };
 
