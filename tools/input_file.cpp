@@ -53,3 +53,14 @@ bool InputFile::holds(const unsigned char *bytes, std::size_t count, std::int64_
     }
     return true;
 }
+
+std::size_t InputFile::read(unsigned char *bytes, std::size_t count, std::int64_t pos) const {
+    std::size_t done = 0;
+    while (done < count) {
+        const ssize_t got =
+            pread(descriptor_, bytes + done, count - done, pos + static_cast<std::int64_t>(done));
+        if (got <= 0) break;
+        done += static_cast<std::size_t>(got);
+    }
+    return done;
+}

@@ -19,6 +19,9 @@ public:
     // Whether the file holds exactly these bytes at that position.
     [[nodiscard]] bool holds(const unsigned char *bytes, std::size_t count, std::int64_t pos) const;
 
+    // Reads up to `count` bytes from that position and returns how many there were.
+    std::size_t read(unsigned char *bytes, std::size_t count, std::int64_t pos) const;
+
 private:
     int descriptor_;
     std::int64_t size_;
