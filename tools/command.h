@@ -12,13 +12,13 @@
 
 // Exit statuses. `--help` and the manual page list them; scripts depend on them.
 enum class Exit : int {
-    success = 0,       // everything agreed, or every file opened
-    disagreed = 1,     // something did not agree, or a file did not open (info)
-    usage = 2,         // the command line is wrong
-    refused = 3,       // the plug-in refuses the file
-    no_plugin = 4,     // the plug-in is missing or unusable
-    cut_short = 5,     // the file ends before what it declares
-    unreadable = 6,    // the path cannot be read
+    success = 0,     // everything agreed, or every file opened
+    disagreed = 1,   // something did not agree, a file did not open (info), or files differ (check)
+    usage = 2,       // the command line is wrong
+    refused = 3,     // the file is refused
+    no_plugin = 4,   // the plug-in is missing or unusable
+    cut_short = 5,   // the file ends before what it declares
+    unreadable = 6,  // the path cannot be read
     interrupted = 130  // Ctrl-C, as shells count it
 };
 
@@ -37,5 +37,6 @@ void complain(const std::string &text);
 
 void add_play(CLI::App &app, Exit &status);
 void add_info(CLI::App &app, Exit &status);
+void add_check(CLI::App &app, Exit &status);
 
 #endif

@@ -10,14 +10,24 @@
 namespace {
 
 constexpr const char *kStatuses = R"(Exit status:
-  0    everything agreed; with info, every file opened
-  1    something disagreed; with info, a file did not open
+  0    everything agreed; with info and check, every file opened
+  1    something disagreed; with info, a file did not open; with check, files differ
   2    wrong usage
-  3    the plug-in refuses the file
+  3    the file is refused; with check, every file was
   4    the plug-in is missing or unusable
   5    the file is cut short
   6    the path cannot be read
   130  interrupted)";
+
+struct Example {
+    const char *command;
+    const char *line;
+};
+constexpr Example kExamples[] = {
+    {"play", "sorn-tool play --verify film.avi"},
+    {"info", "sorn-tool info --json *.avi | jq -r 'select(.opened) | .file'"},
+    {"check", "sorn-tool check *.avi"},
+};
 
 int usage_error(const CLI::ParseError &error) {
     std::string text = error.what();
@@ -50,7 +60,10 @@ int main(int argc, char **argv) {
     Exit status = Exit::success;
     add_play(app, status);
     add_info(app, status);
-    for (CLI::App *command : app.get_subcommands({})) command->footer(kStatuses);
+    add_check(app, status);
+    for (const auto &[name, example] : kExamples) {
+        app.get_subcommand(name)->footer(fmt::format("Example:\n  {}\n\n{}", example, kStatuses));
+    }
 
     try {
         app.parse(argc, argv);

@@ -1,0 +1,343 @@
+"""Tests of the commands of sorn-tool that look into files. Run like tool_test.py."""
+
+import json
+import struct
+import unittest
+
+from tool_test import (NAMES, REFUSED, SAMPLES, UNREADABLE, USAGE, ToolTest, chunk, film, filler,
+                       hdrl, lst, riff, run)
+
+FRAME = chunk(b"00dc", filler(24))
+MOVI = lst(b"movi", FRAME)
+AVIH = chunk(b"avih", struct.pack("<14I", *[0] * 6, 1, *[0] * 7))
+FIRST_STREAM = 12 + 12 + 64
+
+
+def strh(kind=b"vids", size=None):
+    return chunk(b"strh", kind + bytes(4) + struct.pack("<I2H8I4H", 0, 0, 0, 0, 1, 25, *[0] * 9),
+                 size)
+
+
+def video_strf(size=40, compression=b"FMP4"):
+    return chunk(b"strf", struct.pack("<3I2H", 40, 320, 240, 1, 24) + compression + bytes(20), size)
+
+
+def strn(name, size=None):
+    return b"strn" + struct.pack("<I", len(name) if size is None else size) + name
+
+
+def video(*after, compression=b"FMP4"):
+    return lst(b"strl", strh(), video_strf(compression=compression), *after)
+
+
+def audio(*after, extra=b""):
+    wave = struct.pack("<2H2I3H", 1, 2, 48000, 192000, 4, 16, len(extra)) + extra
+    return lst(b"strl", strh(b"auds"), chunk(b"strf", wave), *after)
+
+
+def text(name):
+    return lst(b"strl", strh(b"txts"), chunk(b"strf", bytes(8)), strn(name))
+
+
+def headers(*streams):
+    return lst(b"hdrl", AVIH, *streams)
+
+
+def with_streams(*streams):
+    return riff(b"AVI ", headers(*streams), MOVI)
+
+
+def cut(content, *parts):
+    """A form that claims more than the file holds."""
+    return riff(b"AVI ", content, *parts, size=50_000)
+
+
+class LookTest(ToolTest):
+    def lines(self, result):
+        return [json.loads(line) for line in result.out.splitlines()]
+
+
+class Check(LookTest):
+    def refused(self, content, reason, offset, sentence, found=None):
+        path = self.file(content)
+        result = run("check", path)
+        self.assertEqual(result.status, REFUSED, result.out)
+        self.assertEqual(result.err, "")
+        self.assertEqual(result.out, f"{path}: {sentence}\n")
+        result = run("check", "--json", path)
+        self.assertEqual(result.status, REFUSED)
+        self.assertEqual(self.lines(result), [dict(file=str(path), opened=False, reason=reason,
+                                                   offset=offset, found=found, sentence=sentence,
+                                                   oddities=[])])
+
+    def test_top_level_cut_short(self):
+        whole = film(FRAME)
+        self.refused(whole + b"JUNK", "top_level_cut_short", len(whole),
+                     "refused: the file ends inside the header of the top-level chunk at "
+                     f"0x{len(whole):x}")
+
+    def test_list_header_cut_short(self):
+        self.refused(b"", "list_header_cut_short", 0, "refused at 0x0: the file is empty")
+        self.refused(b"RIFF" + bytes(4), "list_header_cut_short", 8,
+                     "refused: the file ends at 0x8, inside the 12-byte header of a form or list")
+
+    def test_not_a_form(self):
+        self.refused(chunk(b"JUNK", bytes(20)) + film(FRAME), "not_a_form", 0,
+                     "refused at 0x0: the file begins with 'JUNK', not 'RIFF'", "JUNK")
+
+    def test_not_avi(self):
+        self.refused(riff(b"WAVE", chunk(b"fmt ", bytes(16))), "not_avi", 8,
+                     "refused at 0x8: the first form is of type 'WAVE', not 'AVI '", "WAVE")
+
+    def test_header_list_too_short(self):
+        self.refused(riff(b"AVI ", lst(b"hdrl"), MOVI), "header_list_too_short", 12,
+                     "refused: the 'hdrl' list at 0xc claims 4 bytes: the reader takes it for ended")
+
+    def test_no_main_header(self):
+        self.refused(riff(b"AVI ", lst(b"hdrl", chunk(b"JUNK", b"abcd"), AVIH, video()), MOVI),
+                     "no_main_header", 24,
+                     "refused at 0x18: the header list begins with 'JUNK', not 'avih'", "JUNK")
+
+    def test_header_list_cut_short(self):
+        self.refused(riff(b"AVI ", lst(b"hdrl", AVIH, size=5000)), "header_list_cut_short", 12,
+                     "refused: the 'hdrl' list at 0xc claims 5,000 bytes, more than the file holds")
+
+    def one_too_many(self, stream, limit, reason, ordinal):
+        offset = FIRST_STREAM + limit * len(stream)
+        self.refused(with_streams(*[stream] * (limit + 1)), reason, offset,
+                     f"refused: {ordinal} at 0x{offset:x}: at most {limit}")
+
+    def test_too_many_streams(self):
+        self.one_too_many(lst(b"strl", strh(b"mids")), 19, "too_many_streams", "20th stream")
+
+    def test_too_many_audio_streams(self):
+        self.one_too_many(audio(), 12, "too_many_audio_streams", "13th audio stream")
+
+    def test_too_many_video_streams(self):
+        self.one_too_many(video(), 12, "too_many_video_streams", "13th video stream")
+
+    def test_too_many_bitmap_subtitles(self):
+        self.one_too_many(video(compression=b"QRSB"), 12, "too_many_bitmap_subtitles",
+                          "13th bitmap subtitle stream")
+
+    def test_too_many_text_subtitles(self):
+        self.one_too_many(text(b"Subtitle"), 12, "too_many_text_subtitles",
+                          "13th text subtitle stream")
+
+    def test_too_many_chapters(self):
+        self.one_too_many(text(b"Chapter "), 12, "too_many_chapters", "13th chapter stream")
+
+    def bad_list(self, chunks, reason, trouble):
+        self.refused(with_streams(lst(b"strl", *chunks)), reason, FIRST_STREAM,
+                     f"refused: the stream list at 0x58 {trouble}")
+
+    def test_bad_stream_header(self):
+        for first in (strh(size=55), chunk(b"strx", bytes(56))):
+            self.bad_list([first], "bad_stream_header",
+                          "does not begin with a whole 'strh' of 56 bytes or more")
+
+    def test_bad_audio_format(self):
+        self.refused(riff(b"AVI ", headers(lst(b"strl", strh(b"auds"), b"strf\x10\0\0\0"))),
+                     "bad_audio_format", FIRST_STREAM,
+                     "refused: the stream list at 0x58 has an audio format that the file cuts short")
+
+    def test_bad_video_format(self):
+        self.bad_list([strh(), video_strf(size=44) + b"abcd"], "bad_video_format",
+                      "has a video format whose own size is not that of its chunk, or that the file "
+                      "cuts short")
+
+    def test_bad_stream_name(self):
+        self.bad_list([strh(), video_strf(), strn(bytes(20), 40_000)], "bad_stream_name",
+                      "has a name whose length is negative as a 16-bit number")
+
+    def test_stream_list_cut_short(self):
+        self.refused(riff(b"AVI ", headers(video())), "stream_list_cut_short", FIRST_STREAM,
+                     "refused: the stream list at 0x58 is cut short: the file ends where its next "
+                     "chunk is looked for")
+
+    def test_movi_too_short(self):
+        head = headers(video())
+        offset = 12 + len(head)
+        self.refused(riff(b"AVI ", head, lst(b"movi", chunk(b"00dc")), chunk(b"JUNK", bytes(40))),
+                     "movi_too_short", offset,
+                     f"refused: the 'movi' list at 0x{offset:x} claims 12 bytes: the reader takes it "
+                     "for ended")
+
+    def test_no_movi(self):
+        head = headers(video())
+        offset = 12 + len(head) + 100
+        self.refused(riff(b"AVI ", head, chunk(b"JUNK", bytes(92)), chunk(b"JUNK")), "no_movi",
+                     offset, "refused: no 'movi' list in the first form, whose walk ended at "
+                     f"0x{offset:x}")
+
+    def test_form_cut_short(self):
+        head = headers(video())
+        offset = 12 + len(head) + 48
+        self.refused(cut(head, chunk(b"JUNK", bytes(40))), "form_cut_short", offset,
+                     f"refused: the file ends at 0x{offset:x}, before the first form's 'movi' list")
+
+    def test_path_that_cannot_be_read(self):
+        path = self.folder / "none.avi"
+        self.assert_fails(run("check", path), UNREADABLE, str(path), "No such file")
+        result = run("check", "--json", path)
+        self.assertEqual(result.status, UNREADABLE)
+        line, = self.lines(result)
+        self.assertEqual((line["opened"], line["reason"], line["offset"]),
+                         (False, "cannot_open", None))
+
+    def oddities(self, content):
+        result = run("check", "--json", self.file(content))
+        self.assertEqual(result.status, 0, result.out)
+        line, = self.lines(result)
+        self.assertEqual((line["opened"], line["reason"], line["sentence"]), (True, None, "opens"))
+        return line["oddities"]
+
+    def odd(self, content, kind, offset, *words):
+        """The oddity of that kind, of which there must be one alone."""
+        found = [oddity for oddity in self.oddities(content) if oddity["kind"] == kind]
+        self.assertEqual(len(found), 1, (kind, found))
+        self.assertEqual(found[0]["offset"], offset)
+        for word in words:
+            self.assertIn(word, found[0]["sentence"])
+
+    def whole(self, *before, streams=(video(),), after=b"", media=MOVI):
+        """A file in which nothing is odd but what a test puts into it."""
+        return riff(b"AVI ", headers(*streams), *before, media, chunk(b"idx1", bytes(16)), after)
+
+    def place(self, content, what, start=0):
+        return content.index(what, start)
+
+    def test_samples_open_and_have_nothing_odd(self):
+        for name in NAMES:
+            with self.subTest(name):
+                result = run("check", SAMPLES / name)
+                self.assert_agrees(result)
+                self.assertEqual(result.out, f"{SAMPLES / name}: opens\n")
+
+    def test_a_plain_file_has_nothing_odd(self):
+        self.assertEqual(self.oddities(self.whole()), [])
+
+    def test_sizes_past_the_file(self):
+        content = (SAMPLES / "mpeg4-mp3.avi").read_bytes()[:60_000]
+        found = [o for o in self.oddities(content) if o["kind"] == "claims_too_much"]
+        self.assertEqual([o["sentence"].split("'")[1] for o in found], ["AVI ", "movi", "00dc"])
+        self.assertEqual(found[0]["sentence"], "the 'AVI ' form at 0x0 claims 112,296 bytes: the "
+                         "file ends after 59,992")
+
+    def test_a_list_past_its_parent(self):
+        content = self.whole(lst(b"odd ", lst(b"in  ", chunk(b"abcd", bytes(8)), size=200)))
+        self.odd(content, "claims_too_much", self.place(content, b"in  ") - 8, "claims 200 bytes",
+                 "what holds it ends after 20")
+
+    def test_a_short_main_header(self):
+        short = lst(b"hdrl", b"avih" + struct.pack("<I", 40) + AVIH[8:48], video(), video())
+        content = riff(b"AVI ", short, MOVI, chunk(b"idx1", bytes(16)))
+        self.odd(content, "short_main_header", 24, "claims 40 bytes", "reads 56")
+
+    def test_no_index(self):
+        self.odd(film(FRAME), "no_index", None)
+
+    def test_an_index_that_the_reader_does_not_see(self):
+        index = chunk(b"idx1", bytes(16))
+        inside = riff(b"AVI ", headers(video()), lst(b"movi", FRAME, index))
+        self.odd(inside, "index_not_seen", self.place(inside, b"idx1"), "inside a list")
+        later = film(FRAME) + riff(b"AVIX", lst(b"movi", FRAME), index)
+        self.odd(later, "index_not_seen", self.place(later, b"idx1"), "in a later form")
+        outside = film(FRAME) + chunk(b"JUNK", b"four") + index
+        self.odd(outside, "index_not_seen", self.place(outside, b"idx1"), "outside the forms")
+        second = self.whole(after=index)
+        self.odd(second, "index_not_seen", second.rindex(b"idx1"), "not the first")
+        self.assertEqual([o for o in self.oddities(inside) if o["kind"] == "no_index"], [])
+
+    def test_an_index_where_no_pad_byte_lets_the_walk_find_it(self):
+        content = riff(b"AVI ", headers(video()), MOVI, b"JUNK\x05\0\0\0abcde",
+                       chunk(b"idx1", bytes(16)))
+        self.odd(content, "index_not_seen", self.place(content, b"idx1"), "does not come")
+
+    def test_extension_lists_that_are_never_loaded(self):
+        data = lst(b"QRDT", chunk(b"MTDA", b"some data"), chunk(b"JUNK", bytes(8)))
+        self.assertEqual(self.oddities(self.whole(data)), [])
+        behind = self.whole(after=data)
+        self.odd(behind, "extension_list_not_loaded", self.place(behind, b"QRDT") - 8,
+                 "behind 'movi'")
+        later = self.whole() + riff(b"AVIX", data)
+        self.odd(later, "extension_list_not_loaded", self.place(later, b"QRDT") - 8, "later form")
+        inside = self.whole(lst(b"odd ", data))
+        self.odd(inside, "extension_list_not_loaded", self.place(inside, b"QRDT") - 8,
+                 "inside another list")
+
+    def test_chunks_in_a_lists_last_bytes(self):
+        for last in (chunk(b"MTDA"), chunk(b"MRIF")):
+            content = self.whole(lst(b"QRDT", chunk(b"MTDA", b"data"), last))
+            self.odd(content, "never_visited", content.rindex(last), "last 8 bytes")
+        # After a chunk that is only stepped over it is visited.
+        content = self.whole(lst(b"QMNU", chunk(b"JUNK", b"data"), chunk(b"MRIF")))
+        self.assertEqual(self.oddities(content), [])
+        content = self.whole(lst(b"QRDT", chunk(b"MTDA")))
+        self.odd(content, "never_visited", self.place(content, b"MTDA"))
+        record = json.loads(run("info", "--json", self.folder / "film.avi").out)
+        self.assertEqual(record["data_blob"]["present"], 0)
+
+    def test_extension_chunks_that_others_replace(self):
+        content = self.whole(lst(b"QMNU", chunk(b"MENU", b"1st."), chunk(b"MENU", b"2nd."),
+                                 chunk(b"JUNK", bytes(8))))
+        self.odd(content, "extension_chunk_not_kept", self.place(content, b"MENU"), "a later one")
+
+    def test_an_extension_chunk_that_the_file_cuts_short(self):
+        content = self.whole() + riff(b"MENU", b"LIST" + struct.pack("<I", 4) + b"QMNU" +
+                                      chunk(b"MENU", b"four", size=50))
+        self.odd(content, "extension_cut_short", self.place(content, b"MENU", len(content) - 12),
+                 "ends 46 bytes before")
+
+    def test_a_stream_of_no_known_type(self):
+        self.odd(self.whole(streams=[lst(b"strl", strh(b"mids"))]), "unknown_stream", None,
+                 "stream 0 is of type 'mids'")
+        self.odd(self.whole(streams=[text(b"Lyrics..")]), "unknown_stream", None,
+                 "neither 'Subtitle' nor 'Chapter'")
+
+    def test_stream_chunks_that_are_not_kept(self):
+        strd = chunk(b"strd", struct.pack("<2I", 7, 4) + b"data")
+        name = strn(b"name")
+        indx = chunk(b"indx", struct.pack("<H2BI4s3I", 4, 0, 0, 0, b"00dc", 0, 0, 0))
+        self.assertEqual(self.oddities(self.whole(streams=[video(strd, name, indx)])), [])
+        lying = chunk(b"strd", struct.pack("<2I", 7, 0x90000000) + b"data")
+        for kind, stream in (("stream_data_not_kept", video(chunk(b"JUNK", b"four"), strd)),
+                             ("stream_data_not_kept", video(lying)),
+                             ("stream_data_not_kept", audio(strd)),
+                             ("name_not_kept", audio(chunk(b"JUNK", b"four"), name)),
+                             ("super_index_not_kept", video(chunk(b"JUNK", b"four"), indx))):
+            content = self.whole(streams=[stream])
+            wanted = {"stream": b"strd", "name": b"strn", "super": b"indx"}[kind.split("_")[0]]
+            self.odd(content, kind, self.place(content, wanted))
+
+    def test_a_name_of_which_only_the_low_16_bits_count(self):
+        content = self.whole(streams=[audio(strn(filler(65_546)))])
+        self.odd(content, "name_cut", self.place(content, b"strn"), "65,546 bytes: 10 are kept")
+
+    def test_bytes_that_are_no_chunk(self):
+        content = self.whole(lst(b"odd ", chunk(b"abcd", bytes(8)), b"xyz\0"))
+        self.odd(content, "lost_bytes", self.place(content, b"xyz"), "4 bytes", "'odd ' list")
+
+    def test_a_main_header_that_counts_other_streams(self):
+        self.odd(self.whole(streams=[video(), audio()]), "stream_count_differs", None,
+                 "counts 1 stream, the file has 2")
+
+    def test_a_million_oddities_are_counted(self):
+        content = self.whole(lst(b"odd ", *[lst(b"x   ", b"12\0\0") for _ in range(25)]))
+        found = [o for o in self.oddities(content) if o["kind"] == "lost_bytes"]
+        self.assertEqual(len(found), 11)
+        self.assertEqual(found[-1]["sentence"], "and 15 more like that")
+
+    def test_several_files(self):
+        good, bad = self.file(self.whole(), "good.avi"), self.file(b"no film", "bad.avi")
+        self.assertEqual(run("check", good, good).status, 0)
+        self.assertEqual(run("check", bad, bad).status, REFUSED)
+        result = run("check", good, bad, good)
+        self.assertEqual(result.status, 1)
+        self.assertEqual([line.split(": ")[1] for line in result.out.splitlines()],
+                         ["opens", "refused", "opens"])
+        self.assertEqual(run("check").status, USAGE)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
