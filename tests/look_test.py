@@ -1,10 +1,13 @@
 """Tests of the commands of sorn-tool that look into files. Run like tool_test.py."""
 
 import json
+import os
+import pty
 import struct
+import subprocess
 import unittest
 
-from tool_test import (NAMES, REFUSED, SAMPLES, UNREADABLE, USAGE, ToolTest, chunk, film, filler,
+from tool_test import (NAMES, REFUSED, SAMPLES, TOOL, UNREADABLE, USAGE, ToolTest, chunk, film, filler,
                        hdrl, lst, riff, run)
 
 FRAME = chunk(b"00dc", filler(24))
@@ -337,6 +340,138 @@ class Check(LookTest):
         self.assertEqual([line.split(": ")[1] for line in result.out.splitlines()],
                          ["opens", "refused", "opens"])
         self.assertEqual(run("check").status, USAGE)
+
+
+class Tree(LookTest):
+    def tree(self, content, *options):
+        result = run("tree", *options, self.file(content))
+        self.assert_agrees(result)
+        return result.out.splitlines()
+
+    def rows(self, content):
+        """Of each chunk its offset, depth, id, type, declared and held size."""
+        lines = self.tree(content, "--json")
+        keys = ("offset", "depth", "id", "type", "declared", "held")
+        return [tuple(row[key] for key in keys) for row in map(json.loads, lines[1:])]
+
+    def test_every_chunk_of_a_file_in_its_place(self):
+        content = riff(b"AVI ", headers(video()), lst(b"movi", FRAME, lst(b"rec ", FRAME)),
+                       chunk(b"what", b"odd")) + chunk(b"JUNK", b"four")
+        movi = content.index(b"movi") - 8
+        self.assertEqual(self.rows(content), [
+            (0, 0, "RIFF", "AVI ", len(content) - 12 - 8, len(content) - 12 - 8),
+            (12, 1, "LIST", "hdrl", 192, 192), (24, 2, "avih", None, 56, 56),
+            (88, 2, "LIST", "strl", 124 - 8, 116), (100, 3, "strh", None, 56, 56),
+            (164, 3, "strf", None, 40, 40), (movi, 1, "LIST", "movi", 80, 80),
+            (movi + 12, 2, "00dc", None, 24, 24), (movi + 44, 2, "LIST", "rec ", 36, 36),
+            (movi + 56, 3, "00dc", None, 24, 24), (movi + 88, 1, "what", None, 3, 3),
+            (movi + 100, 0, "JUNK", None, 4, 4)])
+
+    def test_what_each_chunk_is_and_what_was_kept(self):
+        out = run("tree", SAMPLES / "extensions.avi").out
+        for pattern in (r"0x000  RIFF AVI   1,570 bytes  first form", "0x018      avih  56 bytes  main "
+                        r"header  \[kept: whole\]", r"LIST strl .*\[kept: stream 2: bitmap subtitle\]",
+                        r"strd .*\[kept: whole\]", r"indx .*super index  \[kept: header, for stream 1",
+                        r"LIST QRDT .*\[kept: position\]", r"MTDA .*\[kept: whole, without",
+                        r"MENU  15 bytes  menu  \[kept: whole\]", r"strn .*\[kept: Main film\]",
+                        r"MENU  7 bytes  menu  \[kept: whole\]", r"idx1 .*index  \[kept: position\]",
+                        r"LIST movi  538 bytes  media  \[kept: position of its first chunk\]",
+                        r"RIFF AVIX .*later form", r"8 chunks up to 0x601: 2 00dc, 2 01wb, 1 LIST rec "):
+            self.assertRegex(out, pattern)
+
+    def test_thousands_of_media_chunks_are_one_line(self):
+        frames = [FRAME, chunk(b"01wb", b"odd")] * 4000
+        lines = self.tree(film(*frames))
+        media = len(film())
+        end = media + 4000 * (32 + 12) - 1
+        self.assertIn(f"0x{media:05x}      ...  {4000 * 44 - 1:,} bytes  8,000 chunks up to 0x{end:x}: "
+                      "4,000 00dc, 4,000 01wb", lines)
+        self.assertLess(len(lines), 12)
+        self.assertEqual(len(self.tree(film(*frames), "--all")), len(lines) - 1 + 8000)
+        self.assertEqual(len(self.rows(film(*frames))), len(lines) - 1 - 1 + 8000)
+
+    def test_declared_and_actual_size_where_they_differ(self):
+        lines = self.tree(film(FRAME, chunk(b"00dc", b"four", size=0xFFFFFFFF)))
+        self.assertIn("00dc  4,294,967,295 bytes declared, 4 there  compressed video", lines[-1])
+
+    def test_a_list_is_clamped_to_what_holds_it(self):
+        rows = self.rows(riff(b"AVI ", lst(b"odd ", lst(b"in  ", FRAME, size=5000)), FRAME))
+        self.assertEqual([row[1:] for row in rows[1:]],
+                         [(1, "LIST", "odd ", 48, 48), (2, "LIST", "in  ", 5000, 36),
+                          (3, "00dc", None, 24, 24), (1, "00dc", None, 24, 24)])
+
+    def test_a_recording_that_was_never_finished(self):
+        head = headers(video())
+        content = riff(b"AVI ", head, lst(b"movi", FRAME, FRAME, size=0), size=0)
+        self.assertEqual([row[2] for row in self.rows(content)][-3:], ["LIST", "00dc", "00dc"])
+        self.assertIn("0 bytes declared", self.tree(content)[1])
+
+    def test_pads_as_files_have_them(self):
+        index = chunk(b"idx1", bytes(16))
+        for pad in (b"", b"\0", b"x"):
+            with self.subTest(pad):
+                content = riff(b"AVI ", headers(), lst(b"movi", b"00dc\3\0\0\0odd" + pad + FRAME),
+                               b"JUNK\1\0\0\0j" + pad, index)
+                content += b"JUNK\1\0\0\0j" + pad + riff(b"AVIX", MOVI)
+                self.assertEqual([row[2] for row in self.rows(content) if row[1] == 1],
+                                 ["LIST", "LIST", "JUNK", "idx1", "LIST"])
+
+    def test_bytes_that_are_no_chunk(self):
+        lines = self.tree(film(FRAME) + b"abc\x1b")
+        self.assertRegex(lines[-1], r"lost  4 bytes  too few for a chunk$")
+
+    def test_ids_cannot_command_the_terminal(self):
+        lines = self.tree(film(FRAME) + chunk(b"\x1b[2J", b"four"))
+        self.assertIn("\\x1b[2J  4 bytes  unknown", lines[-1])
+
+    def test_a_refused_file_is_shown_with_the_place(self):
+        lines = self.tree(riff(b"AVI ", lst(b"hdrl", chunk(b"JUNK", b"abcd"), AVIH), MOVI))
+        self.assertIn("refused at 0x18: the header list begins with 'JUNK'", lines[0])
+        self.assertEqual(lines[3], "0x18      JUNK  4 bytes  filler  [refused here]")
+
+    def test_lists_nested_a_hundred_thousand_deep(self):
+        depth = 100_000
+        heads = b"".join(b"LIST" + struct.pack("<I", 4 + 12 * (depth - 1 - i)) + b"rec "
+                         for i in range(depth))
+        rows = self.rows(film(heads))
+        self.assertEqual(max(row[1] for row in rows), 64)
+        self.assertEqual(sum(row[2] == "LIST" for row in rows), 64 + 2)  # with the header lists
+
+    def test_lying_sizes_cost_no_more_than_the_file_is_long(self):
+        heads = b"".join(b"LIST" + struct.pack("<I", 0xFFFFFFF0) + b"rec " for _ in range(5000))
+        for content in (film(heads), film(bytes(80_000)), film((b"LIST" + bytes(4)) * 1000)):
+            rows = self.rows(content)
+            self.assertLessEqual(len(rows), len(content) / 8)
+            self.assertLess(len(self.tree(content)), 200)
+
+    def in_terminal(self, env=None):
+        """What the tool writes to a terminal that is its standard output and error."""
+        master, slave = pty.openpty()
+        process = subprocess.Popen([TOOL, "tree", SAMPLES / "extensions.avi"], stdout=slave,
+                                   stderr=slave, env={**os.environ, **(env or {})})
+        os.close(slave)
+        output = b""
+        while True:
+            try:
+                part = os.read(master, 65536)
+            except OSError:  # the other end is closed
+                break
+            if not part:
+                break
+            output += part
+        os.close(master)
+        self.assertEqual(process.wait(timeout=60), 0)
+        return output
+
+    def test_colour_on_a_terminal_only(self):
+        plain = {key: value for key, value in os.environ.items() if key != "NO_COLOR"}
+        self.assertIn(b"\x1b[32m[kept: position]\x1b[0m", self.in_terminal({"NO_COLOR": ""}))
+        self.assertNotIn(b"\x1b", self.in_terminal({"NO_COLOR": "1"}))
+        self.assertNotIn("\x1b", run("tree", SAMPLES / "extensions.avi", env=plain).out)
+
+    def test_paths_that_cannot_be_read(self):
+        self.assert_fails(run("tree", self.folder / "none"), UNREADABLE, "No such file")
+        self.assert_fails(run("tree"), USAGE, "--help")
 
 
 if __name__ == "__main__":

@@ -38,5 +38,6 @@ void complain(const std::string &text);
 void add_play(CLI::App &app, Exit &status);
 void add_info(CLI::App &app, Exit &status);
 void add_check(CLI::App &app, Exit &status);
+void add_tree(CLI::App &app, Exit &status);
 
 #endif

@@ -27,6 +27,7 @@ constexpr Example kExamples[] = {
     {"play", "sorn-tool play --verify film.avi"},
     {"info", "sorn-tool info --json *.avi | jq -r 'select(.opened) | .file'"},
     {"check", "sorn-tool check *.avi"},
+    {"tree", "sorn-tool tree broken.avi | less"},
 };
 
 int usage_error(const CLI::ParseError &error) {
@@ -61,6 +62,7 @@ int main(int argc, char **argv) {
     add_play(app, status);
     add_info(app, status);
     add_check(app, status);
+    add_tree(app, status);
     for (const auto &[name, example] : kExamples) {
         app.get_subcommand(name)->footer(fmt::format("Example:\n  {}\n\n{}", example, kStatuses));
     }
