@@ -3,12 +3,17 @@
 import json
 import os
 import pty
+import re
+import shutil
+import signal
 import struct
 import subprocess
+import tempfile
 import unittest
+from xml.etree import ElementTree
 
-from tool_test import (NAMES, REFUSED, SAMPLES, TOOL, UNREADABLE, USAGE, ToolTest, chunk, film, filler,
-                       hdrl, lst, riff, run)
+from tool_test import (INTERRUPTED, LONGEST, NAMES, REFUSED, SAMPLES, TOOL, UNREADABLE, USAGE,
+                       ToolTest, chunk, film, filler, lst, riff, run)
 
 FRAME = chunk(b"00dc", filler(24))
 MOVI = lst(b"movi", FRAME)
@@ -472,6 +477,287 @@ class Tree(LookTest):
     def test_paths_that_cannot_be_read(self):
         self.assert_fails(run("tree", self.folder / "none"), UNREADABLE, "No such file")
         self.assert_fails(run("tree"), USAGE, "--help")
+
+
+# ---- map
+
+SVG = "{http://www.w3.org/2000/svg}"
+
+
+def number(text):
+    return int(text.replace(",", ""))
+
+
+class Map(LookTest):
+    def draw(self, content, name="map.svg", film_name="film.avi"):
+        output = self.folder / name
+        self.assert_agrees(run("map", self.file(content, film_name), "-o", output))
+        self.assertEqual(list(self.folder.glob("*.part")), [])
+        return output.read_text()
+
+    def lanes(self, svg):
+        """Of each lane its label and the hints of its marks."""
+        tree = ElementTree.fromstring(svg)
+        return [(group.get("aria-label"), [title.text for title in group.iter(SVG + "title")])
+                for group in tree.iter(SVG + "g") if group.get("class") == "lane"]
+
+    def test_each_chunk_stands_where_it_lies(self):
+        content = film(chunk(b"00dc", filler(100)), chunk(b"01wb", filler(60)),
+                       chunk(b"00dc", filler(40)))
+        start = content.index(b"00dc")
+        tree = ElementTree.fromstring(self.draw(content))
+        (label, hints), (other, others) = self.lanes(self.draw(content))
+        self.assertEqual(label, "Stream 0: video, FMP4 320x240, 25 fps: 2 chunks, 140 bytes, 0:00.08")
+        self.assertEqual(other, "Stream 1, not described: 1 chunk, 60 bytes")
+        self.assertEqual(hints, [
+            f"0x{start:x} to 0x{start + 108:x}: 1 chunk, 100 bytes, 0:00.00 to 0:00.04",
+            f"0x{start + 176:x} to 0x{start + 224:x}: 1 chunk, 40 bytes, 0:00.04 to 0:00.08"])
+        self.assertEqual(others, [f"0x{start + 108:x} to 0x{start + 176:x}: 1 chunk, 60 bytes"])
+        mark = next(rect for rect in tree.iter(SVG + "rect")
+                    if rect.find(SVG + "title") is not None and
+                    rect.find(SVG + "title").text == hints[0])
+        self.assertAlmostEqual(float(mark.get("x")), 24 + 1152 * start / len(content), 1)
+        self.assertAlmostEqual(float(mark.get("width")), 1152 * 108 / len(content), 1)
+
+    def test_half_a_million_chunks_are_counted_in_a_bounded_picture(self):
+        count = 250_000
+        pair = chunk(b"00dc", b"12345678") + chunk(b"01wb", b"odd")
+        svg = self.draw(film(pair * count))
+        self.assertLess(len(svg), 2_000_000)
+        for (label, hints), size in zip(self.lanes(svg), (8, 3)):
+            self.assertIn(f"{count:,} chunks", label)
+            self.assertLessEqual(len(hints), 2000)
+            found = [re.search(r": ([\d,]+) chunks?, ([\d,]+) bytes", hint) for hint in hints]
+            self.assertEqual(sum(number(hint[1]) for hint in found if hint), count)
+            self.assertEqual(sum(number(hint[2]) for hint in found if hint), count * size)
+
+    def test_shares_of_a_column_add_up(self):
+        pair = chunk(b"00dc", bytes(16)) + chunk(b"01wb", bytes(8))
+        svg = self.draw(film(pair * 20_000))
+        shares = [[int(re.search(r"(\d+)% of the bytes here", hint)[1]) for hint in hints]
+                  for _, hints in self.lanes(svg)]
+        for video_share, audio_share in list(zip(*shares))[2:-2]:
+            self.assertIn(video_share, (59, 60, 61))
+            self.assertIn(audio_share, (39, 40, 41))
+
+    def test_the_bitrate_holds_every_byte(self):
+        svg = self.draw((SAMPLES / "mpeg4-mp3.avi").read_bytes())
+        tree = ElementTree.fromstring(svg)
+        groups = [group for group in tree.iter(SVG + "g") if group.get("class") == "bitrate"]
+        self.assertEqual([group.get("aria-label") for group in groups],
+                         ["Bitrate of Stream 0: video, FMP4 320x240, 25 fps: average 325 kbit/s, "
+                          "peak 2282 kbit/s",
+                          "Bitrate of Stream 1: audio, MP3 44100 Hz, 1 channel, 64 kbit/s: average 64 "
+                          "kbit/s, peak 64 kbit/s"])
+        # Each bar's height is its rate; the peak, 56 high, is 2282 kbit/s.
+        bars = [rect for rect in groups[0].iter(SVG + "rect") if rect.get("data-mark") is not None]
+        area = sum(float(bar.get("width")) * float(bar.get("height")) for bar in bars)
+        whole = json.loads(run("info", "--json", SAMPLES / "mpeg4-mp3.avi").out)
+        self.assertEqual(whole["streams"][0]["header"]["rate"], 25)
+        data = (SAMPLES / "mpeg4-mp3.avi").read_bytes()
+        media = data[whole["movi_pos"]:whole["index_pos"]]
+        size = 0
+        while media:
+            length, = struct.unpack("<I", media[4:8])
+            size += length if media[:4] == b"00dc" else 0
+            media = media[8 + length + length % 2:]
+        seconds = 51 / 25
+        self.assertAlmostEqual(area / 1152 * seconds / 56 * 2282_000 / 8 / size, 1, 2)
+
+    def test_the_parts_of_the_file(self):
+        data = (SAMPLES / "extensions.avi").read_bytes()
+        page = self.draw(data, "map.html")
+        for text in ("RIFF AVI  at 0x0 to 0x62a: first form, 1,570 bytes", "RIFF AVIX at 0x62a",
+                     "LIST QRDT at 0x360 to 0x392: data list, 42 bytes", "LIST QMNU at 0x392",
+                     "idx1 at 0x602 to 0x62a: index, 32 bytes", "LIST movi at 0x3e0",
+                     "Stream 0: video, QRSV 320x240, 25 fps, Main film", "English", "Deutsch",
+                     "<td>0x6b8</td>"):
+            self.assertIn(text, page)
+
+    def test_lost_bytes_and_oddities(self):
+        content = (SAMPLES / "mpeg4-mp3.avi").read_bytes()[:60_000]
+        page = self.draw(content, "map.html")
+        self.assertIn("52,304 bytes are claimed beyond the end of the file", page)
+        self.assertIn("<li>the 'AVI ' form at 0x0 claims 112,296 bytes", page)
+        self.assertIn("lost at ", self.draw(film(FRAME) + b"junk"))
+
+    def test_a_refused_file_is_drawn_with_the_reason(self):
+        page = self.draw(riff(b"AVI ", lst(b"hdrl", chunk(b"JUNK", b"abcd"), AVIH), MOVI))
+        self.assertIn("refused at 0x18: the header list begins with 'JUNK', not 'avih'", page)
+        self.assertEqual(self.lanes(page)[0][0], "Stream 0, not described: 1 chunk, 24 bytes")
+
+    def test_any_bytes_make_a_well_formed_picture(self):
+        for content in (b"", b"x", bytes(100_000), filler(50_000), film(filler(30_000)),
+                        film(chunk(b"<&\">", b"four")), film((b"LIST" + bytes(4)) * 5000)):
+            svg = self.draw(content)
+            ElementTree.fromstring(svg)
+            self.assertLess(len(svg), 2_000_000)
+
+    def test_names_cannot_become_markup(self):
+        name = b"<script>alert(1)</script>&\""
+        page = self.draw(riff(b"AVI ", lst(b"hdrl", AVIH, video(strn(name))), MOVI), "map.html",
+                         "<b>&.avi")
+        self.assertNotIn("<script>alert", page)
+        self.assertNotIn("<b>", page)
+        self.assertIn("&lt;script&gt;alert(1)&lt;/script&gt;&amp;&quot;", page)
+        self.assertIn("&lt;b&gt;&amp;.avi", page)
+
+    def test_path_that_is_not_utf8(self):
+        path = os.path.join(os.fsencode(self.folder), b"\xff\xc3.avi")
+        shutil.copy(SAMPLES / "audio-only.avi", path)
+        output = self.folder / "map.svg"
+        self.assert_agrees(run("map", path, "-o", output))
+        ElementTree.fromstring(output.read_text("utf-8"))
+
+    def test_nothing_comes_from_elsewhere(self):
+        for name in ("map.svg", "map.html"):
+            page = self.draw((SAMPLES / "extensions.avi").read_bytes(), name)
+            page = page.replace('xmlns="http://www.w3.org/2000/svg"', "")
+            self.assertNotRegex(page, r"https?:|src=|@import|url\(")
+
+    def test_wrong_outputs(self):
+        path = self.file(film(FRAME))
+        self.assert_fails(run("map", path, "-o", self.folder / "map.png"), USAGE, ".html or .svg")
+        self.assert_fails(run("map", path), USAGE, "--help")
+        self.assert_fails(run("map", path, "-o", self.folder / "none/map.svg"), 1, "cannot be written")
+        same = self.file(film(FRAME), "film.html")
+        self.assert_fails(run("map", same, "-o", same), USAGE, "the file to be drawn")
+        self.assertEqual(same.read_bytes(), film(FRAME))
+        self.assert_fails(run("map", self.folder / "none", "-o", self.folder / "a.svg"), UNREADABLE)
+
+
+class Browser(LookTest):
+    """The picture in a real browser, when there is one."""
+
+    def setUp(self):
+        super().setUp()
+        self.browser = shutil.which("chromium") or shutil.which("chromium-browser")
+        if self.browser is None:
+            self.skipTest("chromium is missing")
+
+    def load(self, *options, page):
+        profile = tempfile.TemporaryDirectory()
+        self.addCleanup(profile.cleanup)
+        done = subprocess.run(
+            [self.browser, "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic",
+             "--no-first-run", "--disable-background-networking", "--disable-component-update",
+             "--disable-sync", "--enable-logging=stderr", f"--user-data-dir={profile.name}",
+             *options, page.as_uri()], capture_output=True, timeout=LONGEST)
+        self.assertEqual(done.returncode, 0, done.stderr.decode(errors="replace"))
+        console = [line for line in done.stderr.decode(errors="replace").splitlines()
+                   if "CONSOLE" in line]
+        return done.stdout.decode(), console
+
+    def page(self, script="", name="map.html"):
+        output = self.folder / name
+        self.assert_agrees(run("map", SAMPLES / "extensions.avi", "-o", output))
+        if script:
+            text = output.read_text()
+            output.write_text(text.replace("</body>", f"<script>{script}</script></body>"))
+        return output
+
+    def test_loads_without_an_error_and_shows_what_the_file_holds(self):
+        for name in ("map.html", "map.svg"):
+            with self.subTest(name):
+                dom, console = self.load("--dump-dom", page=self.page(name=name))
+                self.assertEqual(console, [])
+                self.assertEqual(dom.count('class="lane"'), 5)
+                self.assertEqual(dom.count('class="bitrate"'), 2)
+                for text in ("extensions.avi", "LIST movi", "Stream 4: chapter", "Main film"):
+                    self.assertIn(text, dom)
+
+    def test_an_error_would_be_seen(self):
+        _, console = self.load("--dump-dom", page=self.page("nothing.here();"))
+        self.assertEqual(len(console), 1, console)
+
+    def test_pointing_at_a_mark_tells_what_it_is(self):
+        script = """const mark = document.querySelector(".lane .marks rect");
+            mark.dispatchEvent(new PointerEvent("pointerover", {bubbles: true}));"""
+        dom, console = self.load("--dump-dom", page=self.page(script))
+        self.assertEqual(console, [])
+        self.assertRegex(dom, r'<p id="pointed">0x3ec to 0x4bc: 1 chunk, 200 bytes, 0:00.00 to ')
+
+    def test_marks_are_drawn_where_they_should_be_and_labels_fit(self):
+        script = """
+            const box = element => element.getBoundingClientRect();
+            const svg = box(document.querySelector("svg"));
+            const texts = [...document.querySelectorAll("svg text")].map(box);
+            const out = texts.filter(b => b.left < svg.left - 1 || b.right > svg.right + 1);
+            const marks = [...document.querySelectorAll(".lane .marks rect")].map(box);
+            document.title = JSON.stringify([texts.length > 20, out.length, marks.length,
+                                             marks.every(b => b.width > 0 && b.height > 1)]);"""
+        dom, _ = self.load("--dump-dom", page=self.page(script))
+        self.assertEqual(json.loads(re.search(r"<title>(\[.*?\])</title>", dom)[1]),
+                         [True, 0, 9, True])
+
+    def test_light_and_dark(self):
+        script = """const style = getComputedStyle(document.body);
+            document.title = style.backgroundColor + " " +
+                getComputedStyle(document.querySelector(".title")).fill;"""
+        page = self.page(script)
+        seen = []
+        for scheme in ("1", "0"):
+            dom, _ = self.load("--dump-dom", f"--blink-settings=preferredColorScheme={scheme}",
+                               page=page)
+            seen.append(re.search(r"<title>(.*?)</title>", dom)[1])
+        self.assertEqual(seen, ["rgb(255, 255, 255) rgb(27, 33, 48)",
+                                "rgb(18, 21, 28) rgb(230, 233, 240)"])
+
+
+# ---- long work
+
+
+class LongWork(LookTest):
+    """Hundreds of millions of empty chunks, in a hole of the file that takes no room."""
+
+    def setUp(self):
+        super().setUp()
+        self.path = self.folder / "long.avi"
+        with open(self.path, "wb") as file:
+            file.write(film(FRAME, movi_size=0xFFFFFFF0, riff_size=0xFFFFFFF8))
+            file.truncate(1 << 32)
+
+    def interrupt(self, *arguments, stdout=subprocess.DEVNULL):
+        """Stops the tool as soon as it shows how far it is; what it wrote to the terminal."""
+        master, slave = pty.openpty()
+        process = subprocess.Popen([TOOL, *arguments], stdout=stdout, stderr=slave)
+        os.close(slave)
+        written = b""
+        while True:
+            try:
+                part = os.read(master, 65536)
+            except OSError:  # the other end is closed
+                break
+            if not part:
+                break
+            if b" left" in part and b" left" not in written:
+                process.send_signal(signal.SIGINT)
+            written += part
+        os.close(master)
+        return process.wait(timeout=LONGEST), written.decode()
+
+    def test_progress_with_rate_and_time_left_until_it_is_stopped(self):
+        output = self.folder / "map.html"
+        for arguments in (["check", self.path], ["tree", self.path],
+                          ["map", self.path, "-o", output]):
+            with self.subTest(arguments[0]):
+                status, written = self.interrupt(*arguments)
+                self.assertEqual(status, INTERRUPTED)
+                self.assertRegex(written, r"\[#*-+\] +\d+%  .* of 4\.00 GiB  .*/s  \d+:\d\d left")
+                self.assertTrue(written.endswith("long.avi: interrupted\r\n"), written[-200:])
+        self.assertEqual(list(self.folder.iterdir()), [self.path])
+
+    def test_an_interrupted_tree_shows_what_was_done(self):
+        with open(self.folder / "tree", "wb+") as tree:
+            self.interrupt("tree", self.path, stdout=tree)
+        lines = (self.folder / "tree").read_text().splitlines()
+        self.assertIn("LIST movi", lines[-2])
+        self.assertRegex(lines[-1], r"\.\.\.  .* bytes  .* chunks up to .*: 1 00dc, .* \\x00")
+
+    def test_no_progress_where_there_is_no_terminal(self):
+        path = self.file(film(*[FRAME] * 1000))
+        for arguments in (["check", path], ["tree", path], ["map", path, "-o", self.folder / "m.svg"]):
+            self.assertEqual(run(*arguments).err, "")
 
 
 if __name__ == "__main__":

@@ -28,6 +28,7 @@ constexpr Example kExamples[] = {
     {"info", "sorn-tool info --json *.avi | jq -r 'select(.opened) | .file'"},
     {"check", "sorn-tool check *.avi"},
     {"tree", "sorn-tool tree broken.avi | less"},
+    {"map", "sorn-tool map film.avi -o film.html"},
 };
 
 int usage_error(const CLI::ParseError &error) {
@@ -63,6 +64,7 @@ int main(int argc, char **argv) {
     add_info(app, status);
     add_check(app, status);
     add_tree(app, status);
+    add_map(app, status);
     for (const auto &[name, example] : kExamples) {
         app.get_subcommand(name)->footer(fmt::format("Example:\n  {}\n\n{}", example, kStatuses));
     }

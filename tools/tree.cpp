@@ -292,6 +292,24 @@ void print_file(const Request &request, const InputFile &file, bool opened,
     }
 }
 
+// False when it was interrupted.
+bool show(const Request &request, const InputFile &file, const AviReaderState *reader,
+          const AviRefusal &refusal) {
+    // Lines on the same terminal show how far it is.
+    Progress progress(file.size(), !request.no_progress && isatty(STDOUT_FILENO) == 0);
+    const WalkOptions options = {.on_progress = [&](std::int64_t pos) { progress.show(pos); },
+                                 .stop = interrupted};
+    if (request.json) {
+        JsonTree tree(reader);
+        return walk_chunks(file, tree, options);
+    }
+    const std::int64_t refused_at = has_position(refusal.reason) ? refusal.pos : -1;
+    TextTree tree(reader, refused_at, file.size(), request.all);
+    const bool whole = walk_chunks(file, tree, options);
+    tree.finish();
+    return whole;
+}
+
 Exit run(const Request &request) {
     const InputFile file(request.file);
     AviRefusal refusal{};
@@ -300,21 +318,7 @@ Exit run(const Request &request) {
                record != nullptr ? "opens" : refused_text(refusal, file));
 
     note_interrupts();
-    // Lines on the same terminal show how far it is.
-    Progress progress(file.size(), !request.no_progress && isatty(STDOUT_FILENO) == 0);
-    const WalkOptions options = {.on_progress = [&](std::int64_t pos) { progress.show(pos); },
-                                 .stop = interrupted};
-    bool whole = false;
-    if (request.json) {
-        JsonTree tree(record.get());
-        whole = walk_chunks(file, tree, options);
-    } else {
-        const std::int64_t refused_at = has_position(refusal.reason) ? refusal.pos : -1;
-        TextTree tree(record.get(), refused_at, file.size(), request.all);
-        whole = walk_chunks(file, tree, options);
-        tree.finish();
-    }
-    if (whole) return Exit::success;
+    if (show(request, file, record.get(), refusal)) return Exit::success;
     std::fflush(stdout);
     complain(path_text(request.file) + ": interrupted");
     return Exit::interrupted;
