@@ -12,8 +12,8 @@ import tempfile
 import unittest
 from xml.etree import ElementTree
 
-from tool_test import (INTERRUPTED, LONGEST, NAMES, REFUSED, SAMPLES, TOOL, UNREADABLE, USAGE,
-                       ToolTest, chunk, film, filler, lst, riff, run)
+from tool_test import (BUILD, INTERRUPTED, LONGEST, NAMES, REFUSED, SAMPLES, SOURCE, TOOL,
+                       UNREADABLE, USAGE, ToolTest, chunk, film, filler, lst, riff, run)
 
 FRAME = chunk(b"00dc", filler(24))
 MOVI = lst(b"movi", FRAME)
@@ -758,6 +758,67 @@ class LongWork(LookTest):
         path = self.file(film(*[FRAME] * 1000))
         for arguments in (["check", path], ["tree", path], ["map", path, "-o", self.folder / "m.svg"]):
             self.assertEqual(run(*arguments).err, "")
+
+
+# ---- completion and help
+
+
+class Completion(LookTest):
+    script = SOURCE / "tools/completion/sorn-tool"
+
+    def complete(self, *words):
+        """What bash offers for the last of the words."""
+        for name in ("film.avi", "old film.AVI", "notes.txt", "map.html", "own.so", "own.so.0"):
+            (self.folder / name).touch()
+        (self.folder / "folder").mkdir(exist_ok=True)
+        program = """set -u; source "$1"; shift
+            [ "$(complete -p sorn-tool)" = "complete -F _sorn_tool sorn-tool" ] || exit 9
+            COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _sorn_tool
+            ((${#COMPREPLY[@]})) && printf '%s\\n' "${COMPREPLY[@]}"; exit 0"""
+        done = subprocess.run(["bash", "-c", program, "bash", self.script, "sorn-tool", *words],
+                              cwd=self.folder, capture_output=True, text=True, timeout=LONGEST)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        return sorted(done.stdout.splitlines())
+
+    def commands(self):
+        names = re.search(r"Subcommands:\n((?:  .*\n)+)", run("--help").out)[1]
+        return re.findall(r"^  (\w+)", names, re.M)
+
+    def test_commands(self):
+        self.assertEqual(self.commands(), ["play", "info", "check", "tree", "map"])
+        self.assertEqual(self.complete(""), sorted([*self.commands(), "--help", "--version"]))
+        self.assertEqual(self.complete("t"), ["tree"])
+
+    def test_every_option_of_every_command(self):
+        for command in self.commands():
+            with self.subTest(command):
+                found = re.findall(r"^  (?:-\w,)?(--[a-z-]+)", run(command, "--help").out, re.M)
+                self.assertEqual(self.complete(command, "--"), sorted(found))
+
+    def test_files_of_the_kind_that_belongs_there(self):
+        films = ["film.avi", "folder", "old film.AVI"]
+        for command in self.commands():
+            self.assertEqual(self.complete(command, ""), films)
+        self.assertEqual(self.complete("check", "--json", "film.avi", "o"), ["old film.AVI"])
+        self.assertEqual(self.complete("map", "-o", ""), ["folder", "map.html"])
+        self.assertEqual(self.complete("map", "film.avi", "--output", "m"), ["map.html"])
+        self.assertEqual(self.complete("play", "--plugin", "o"), ["own.so", "own.so.0"])
+        self.assertEqual(self.complete("nonsense", ""), [])
+
+    def test_installed_where_bash_looks(self):
+        subprocess.run(["cmake", "--install", BUILD, "--prefix", self.folder],
+                       stdout=subprocess.DEVNULL, check=True)
+        self.assertEqual((self.folder / "share/bash-completion/completions/sorn-tool").read_bytes(),
+                         self.script.read_bytes())
+
+    def test_every_command_has_an_example_in_its_help_and_a_section_in_the_manual(self):
+        manual = (SOURCE / "docs/sorn-tool.1").read_text()
+        for command in self.commands():
+            example = re.search(r"Example:\n  (sorn-tool .*)\n", run(command, "--help").out)[1]
+            self.assertTrue(example.startswith(f"sorn-tool {command} "))
+            self.assertIn(example.replace("-", "\\-").replace("sorn\\-tool", "sorn-tool"), manual)
+            self.assertIn(f"\n.SS {command}\n", manual)
+            self.assertIn(f"\n.B sorn-tool {command}\n", manual)
 
 
 if __name__ == "__main__":

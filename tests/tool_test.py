@@ -318,7 +318,8 @@ class Failures(ToolTest):
                 self.assertEqual(result.out, "")
 
     def test_help_documents_the_statuses(self):
-        for arguments in (["--help"], ["play", "--help"], ["info", "--help"]):
+        for arguments in (["--help"], *[[command, "--help"] for command in
+                                           ("play", "info", "check", "tree", "map")]):
             result = run(*arguments)
             self.assert_agrees(result)
             for status in (*range(7), INTERRUPTED):
