@@ -564,6 +564,11 @@ class Map(LookTest):
         seconds = 51 / 25
         self.assertAlmostEqual(area / 1152 * seconds / 56 * 2282_000 / 8 / size, 1, 2)
 
+    def test_a_steady_bitrate_stays_steady_over_any_time(self):
+        for frames in (7, 300, 20_000):
+            svg = self.draw(film(chunk(b"00dc", bytes(100)) * frames))
+            self.assertIn("25 fps: average 20 kbit/s, peak 20 kbit/s", svg)
+
     def test_the_parts_of_the_file(self):
         data = (SAMPLES / "extensions.avi").read_bytes()
         page = self.draw(data, "map.html")
