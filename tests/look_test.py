@@ -568,6 +568,9 @@ class Map(LookTest):
         for frames in (7, 300, 20_000):
             svg = self.draw(film(chunk(b"00dc", bytes(100)) * frames))
             self.assertIn("25 fps: average 20 kbit/s, peak 20 kbit/s", svg)
+            heights = [float(rect.get("height")) for group in ElementTree.fromstring(svg).iter(SVG + "g")
+                       if group.get("class") == "bitrate" for rect in group.iter(SVG + "rect")]
+            self.assertEqual(set(heights), {56})
 
     def test_the_parts_of_the_file(self):
         data = (SAMPLES / "extensions.avi").read_bytes()
