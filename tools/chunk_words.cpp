@@ -66,24 +66,24 @@ const char *media_words(FourCC id) {
     const bool numbered = avi_is_stream_number(c[0], c[1]) || avi_is_stream_number(c[2], c[3]);
     if (!numbered) return nullptr;
     switch (avi_chunk_kind(id, true)) {
-        case ChunkKind::audio:
-            return "audio";
-        case ChunkKind::uncompressed_video:
-            return "uncompressed video";
-        case ChunkKind::compressed_video:
-            return "compressed video";
-        case ChunkKind::dd:
-            return "data of kind dd";
-        case ChunkKind::text_subtitle:
-            return "subtitle";
-        case ChunkKind::bitmap_subtitle:
-            return "bitmap subtitle";
-        case ChunkKind::chapter:
-            return "chapter";
-        case ChunkKind::index:
-            return "stream index";
-        default:
-            return nullptr;
+    case ChunkKind::audio:
+        return "audio";
+    case ChunkKind::uncompressed_video:
+        return "uncompressed video";
+    case ChunkKind::compressed_video:
+        return "compressed video";
+    case ChunkKind::dd:
+        return "data of kind dd";
+    case ChunkKind::text_subtitle:
+        return "subtitle";
+    case ChunkKind::bitmap_subtitle:
+        return "bitmap subtitle";
+    case ChunkKind::chapter:
+        return "chapter";
+    case ChunkKind::index:
+        return "stream index";
+    default:
+        return nullptr;
     }
 }
 

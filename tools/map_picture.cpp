@@ -52,20 +52,20 @@ std::string escaped(std::string_view text) {
     std::string out;
     for (const char c : text) {
         switch (c) {
-            case '&':
-                out += "&amp;";
-                break;
-            case '<':
-                out += "&lt;";
-                break;
-            case '>':
-                out += "&gt;";
-                break;
-            case '"':
-                out += "&quot;";
-                break;
-            default:
-                out += c;
+        case '&':
+            out += "&amp;";
+            break;
+        case '<':
+            out += "&lt;";
+            break;
+        case '>':
+            out += "&gt;";
+            break;
+        case '"':
+            out += "&quot;";
+            break;
+        default:
+            out += c;
         }
     }
     return out;
@@ -104,16 +104,16 @@ const AviStreamRecord *stream_of(const MapCaption &caption, int lane) {
 const char *lane_class(const MapCaption &caption, int lane) {
     const AviStreamRecord *stream = stream_of(caption, lane);
     switch (stream == nullptr ? ChunkKind::unknown : stream->kind) {
-        case ChunkKind::audio:
-            return "audio";
-        case ChunkKind::compressed_video:
-            return "video";
-        case ChunkKind::bitmap_subtitle:
-        case ChunkKind::text_subtitle:
-        case ChunkKind::chapter:
-            return "subtitle";
-        default:
-            return "none";
+    case ChunkKind::audio:
+        return "audio";
+    case ChunkKind::compressed_video:
+        return "video";
+    case ChunkKind::bitmap_subtitle:
+    case ChunkKind::text_subtitle:
+    case ChunkKind::chapter:
+        return "subtitle";
+    default:
+        return "none";
     }
 }
 
