@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <fmt/format.h>
+#include <sys/auxv.h>
 
 #include <cstdarg>
 #include <cstdio>
@@ -58,6 +59,12 @@ const char *category_name(unsigned int category) {
     }
 }
 
+// As it was started: /proc/self/exe is another file where the loader or an emulator is told to run
+// this one.
+const char *program_path() {
+    return reinterpret_cast<const char *>(getauxval(AT_EXECFN));
+}
+
 void print_message(int line, const char *file, unsigned int category, unsigned int level,
                    const char *format, va_list arguments) {
     std::fprintf(stderr, "%-6s %x/%x %s:%d: ", category_name(category), category, level, file,
@@ -96,7 +103,7 @@ Plugin::~Plugin() {
 
 std::string default_plugin() {
     std::error_code error;
-    const fs::path here = fs::read_symlink("/proc/self/exe", error).parent_path();
+    const fs::path here = fs::canonical(program_path(), error).parent_path();
     for (const char *folder : {".", "../lib", "../" SORN_INSTALL_LIBDIR}) {
         const fs::path candidate = here / folder / kLibrary;
         if (fs::exists(candidate, error)) return candidate.lexically_normal().string();
