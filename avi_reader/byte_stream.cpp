@@ -9,7 +9,7 @@
 namespace {
 
 // A way forward that is sooner read than sought.
-constexpr std::int64_t kShortWay = 1024;
+constexpr std::int64_t kShortWay = 512;
 
 // Further than any walk leads: only the C library knows whether it can go there.
 constexpr std::int64_t kFarAway = std::int64_t{1} << 40;
