@@ -23,3 +23,12 @@ set_tests_properties(sorn-tool.Large sorn-tool.Browser PROPERTIES
 
 reader_test(refusal_text_test)
 target_link_libraries(refusal_text_test PRIVATE sorn-tool-text)
+foreach(name Play LyingFiles Failures FaultyPlugin Info Installed Far Large)
+    add_test(NAME sorn-tool.${name}
+        COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/tool_test.py ${name})
+    set_tests_properties(sorn-tool.${name} PROPERTIES TIMEOUT 600
+        ENVIRONMENT "BUILD=${PROJECT_BINARY_DIR};TOOL=$<TARGET_FILE:sorn-tool>;\
+EMULATOR=$<JOIN:${CMAKE_CROSSCOMPILING_EMULATOR}, >;CC=${CMAKE_C_COMPILER};NM=${CMAKE_NM}")
+endforeach()
+# Without ffmpeg, or with a full disk.
+set_tests_properties(sorn-tool.Large PROPERTIES SKIP_REGULAR_EXPRESSION "OK .skipped=")
