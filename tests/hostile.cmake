@@ -12,12 +12,13 @@ endforeach()
 add_library(linked_service STATIC ${PROJECT_SOURCE_DIR}/service/drm-service-sorn.cpp)
 target_include_directories(linked_service PUBLIC ${PROJECT_SOURCE_DIR}/service)
 target_link_libraries(linked_service PUBLIC avi_reader PRIVATE library_options)
+optimise_as_shipped(linked_service)
 
 function(hostile_test name)
     add_executable(${name} ${name}.cpp)
     target_link_libraries(${name} PRIVATE
         project_options test_files linked_service ${ARGN} GTest::gmock_main)
-    gtest_discover_tests(${name} PROPERTIES TIMEOUT 600)
+    add_cases(${name})
 endfunction()
 
 hostile_test(bounded_work_test controlled_libc)

@@ -2,7 +2,7 @@
 function(reader_test name)
     add_executable(${name} ${name}.cpp)
     target_link_libraries(${name} PRIVATE project_options test_files GTest::gmock_main)
-    gtest_discover_tests(${name} NO_PRETTY_VALUES PROPERTIES TIMEOUT 300)
+    add_cases(${name})
 endfunction()
 
 reader_test(byte_stream_test)

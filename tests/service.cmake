@@ -8,7 +8,7 @@ target_link_options(service_test PRIVATE -Wl,--export-dynamic-symbol=_debug_mess
 target_link_libraries(service_test PRIVATE
     project_options test_files GTest::gmock_main ${CMAKE_DL_LIBS})
 add_dependencies(service_test drm-sorn)
-gtest_discover_tests(service_test NO_PRETTY_VALUES PROPERTIES TIMEOUT 300)
+add_cases(service_test)
 
 # ---- the public header, compiled alone by strict compilers of both languages
 
