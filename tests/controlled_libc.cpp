@@ -98,7 +98,10 @@ struct MemoryFile {
 ssize_t read_memory(void *cookie, char *to, std::size_t size) {
     auto &file = *static_cast<MemoryFile *>(cookie);
     const auto pos = static_cast<std::uint64_t>(file.pos);
-    std::size_t count = pos < file.content.size() ? std::min(size, file.content.size() - pos) : 0;
+    std::size_t count = 0;
+    if (pos < file.content.size()) {
+        count = std::min(size, file.content.size() - static_cast<std::size_t>(pos));
+    }
     if (const Failure *failure = current == nullptr ? nullptr : current->count(Call::raw_read)) {
         if (!failure->cut_short) {
             errno = EIO;
@@ -106,7 +109,7 @@ ssize_t read_memory(void *cookie, char *to, std::size_t size) {
         }
         count = std::min<std::size_t>(count, 3);
     }
-    if (count > 0) std::memcpy(to, file.content.data() + pos, count);
+    if (count > 0) std::memcpy(to, &file.content[static_cast<std::size_t>(pos)], count);
     file.pos += static_cast<off64_t>(count);
     return static_cast<ssize_t>(count);
 }

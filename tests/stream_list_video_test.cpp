@@ -303,7 +303,7 @@ TEST(StreamData, PositionIsKeptAsItsLow32Bits) {
     constexpr std::int64_t kListAt = 0x180000000;  // beyond both 31 and 32 bits
     const Bytes content = list("strl", video_head(), strd(1, "payload"), room());
     const TempFile file("");
-    std::FILE *writer = std::fopen(file.path(), "r+b");
+    std::FILE *writer = fopen64(file.path(), "r+b");
     ASSERT_NE(writer, nullptr);
     const bool written = fseeko64(writer, kListAt, SEEK_SET) == 0 &&
                          std::fwrite(content.data(), content.size(), 1, writer) == 1;
