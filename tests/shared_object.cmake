@@ -13,7 +13,7 @@ endif()
 
 function(shared_object_test name check)
     add_test(NAME SharedObject.${name}
-        COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/check_shared_object.py ${check}
+        COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/check_shared_object.py ${check}
             $<TARGET_FILE:drm-sorn> --readelf ${CMAKE_READELF} --nm ${CMAKE_NM}
             --compiler ${compiler} --compile-commands ${PROJECT_BINARY_DIR}/compile_commands.json
             --objects $<TARGET_OBJECTS:drm-sorn> $<TARGET_OBJECTS:avi_reader>
