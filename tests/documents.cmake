@@ -1,6 +1,9 @@
 # What the documents say runs, and what they name exists.
-# Programs built by hand run with neither; nor do those of another processor.
-if(DRM_SORN_SANITIZE OR DRM_SORN_COVERAGE OR CMAKE_CROSSCOMPILING)
+if(CMAKE_CROSSCOMPILING)
+    return()  # they are of this machine, whose own builds test them
+endif()
+# Programs built by hand run with neither.
+if(DRM_SORN_SANITIZE OR DRM_SORN_COVERAGE)
     set(without_commands --no-commands)
 endif()
 add_test(NAME documents COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/check_docs.py
