@@ -30,7 +30,7 @@ shared_object_test(HasNoTextRelocations text-relocations)
 shared_object_test(IsBoundAndSealedAtLoad relocation-protection)
 shared_object_test(KeepsStacksFromBeingExecuted stack)
 shared_object_test(ProtectsItsStack stack-protector)
-if(CMAKE_BUILD_TYPE STREQUAL "Release")  # only optimised code can be fortified
+if(CMAKE_BUILD_TYPE MATCHES "^(Release|MinSizeRel)$")  # only optimised code can be fortified
     shared_object_test(IsFortified fortified)
 endif()
 shared_object_test(RunsNothingAtLoad constructors)
