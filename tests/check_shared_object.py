@@ -230,6 +230,15 @@ def writable_data(library, options):
 
 
 @check
+def aligned_access(_library, options):
+    """The compiler was told not to make a misaligned load or store, which ARM's objects record."""
+    for binary in objects_of(options):
+        attributes = binary.readelf("--arch-specific")
+        need("Tag_CPU_arch:" in attributes, f"no attributes in {binary.path}")
+        need("Tag_CPU_unaligned_access" not in attributes, f"{binary.path} may access unaligned")
+
+
+@check
 def language_runtime(library, options):
     """No way to abort, no exceptions and nothing else of the C++ run-time library."""
     linked = library.symbols()
