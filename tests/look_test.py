@@ -12,7 +12,7 @@ import tempfile
 import unittest
 from xml.etree import ElementTree
 
-from tool_test import (BUILD, INTERRUPTED, LONGEST, NAMES, REFUSED, SAMPLES, SOURCE, TOOL,
+from tool_test import (BUILD, EMULATOR, INTERRUPTED, LONGEST, NAMES, REFUSED, SAMPLES, SOURCE, TOOL,
                        UNREADABLE, USAGE, ToolTest, chunk, film, filler, lst, riff, run)
 
 FRAME = chunk(b"00dc", filler(24))
@@ -452,7 +452,7 @@ class Tree(LookTest):
     def in_terminal(self, env=None):
         """What the tool writes to a terminal that is its standard output and error."""
         master, slave = pty.openpty()
-        process = subprocess.Popen([TOOL, "tree", SAMPLES / "extensions.avi"], stdout=slave,
+        process = subprocess.Popen([*EMULATOR, TOOL, "tree", SAMPLES / "extensions.avi"], stdout=slave,
                                    stderr=slave, env={**os.environ, **(env or {})})
         os.close(slave)
         output = b""
@@ -728,7 +728,7 @@ class LongWork(LookTest):
     def interrupt(self, *arguments, stdout=subprocess.DEVNULL):
         """Stops the tool as soon as it shows how far it is; what it wrote to the terminal."""
         master, slave = pty.openpty()
-        process = subprocess.Popen([TOOL, *arguments], stdout=stdout, stderr=slave)
+        process = subprocess.Popen([*EMULATOR, TOOL, *arguments], stdout=stdout, stderr=slave)
         os.close(slave)
         written = b""
         while True:
