@@ -4,10 +4,11 @@
 add_library(project_options INTERFACE)
 target_include_directories(project_options INTERFACE ${PROJECT_SOURCE_DIR})
 # __FILE__ reaches the log and the binary: it names a file of the source tree, not of this machine.
+# What measures coverage needs this machine's names, and gets them.
 target_compile_options(project_options INTERFACE
     -Wall -Wextra -Wshadow -Wconversion -Wsign-conversion -Wformat=2
     $<IF:$<CXX_COMPILER_ID:GNU>,-Wcast-align=strict,-Wcast-align>
-    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
+    $<IF:$<BOOL:${DRM_SORN_COVERAGE}>,-fmacro-prefix-map,-ffile-prefix-map>=${PROJECT_SOURCE_DIR}/=
     $<$<BOOL:${DRM_SORN_WERROR}>:-Werror>)
 if(DRM_SORN_SANITIZE)
     target_compile_options(project_options INTERFACE
