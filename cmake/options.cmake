@@ -15,6 +15,11 @@ if(DRM_SORN_SANITIZE)
         -fsanitize=${DRM_SORN_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(project_options INTERFACE -fsanitize=${DRM_SORN_SANITIZE})
 endif()
+# Of the library's inline functions a program keeps one copy, which may be the one in its tests.
+if(DRM_SORN_COVERAGE)
+    target_compile_options(project_options INTERFACE --coverage -fprofile-abs-path -fprofile-update=atomic)
+    target_link_options(project_options INTERFACE --coverage)
+endif()
 
 add_library(library_options INTERFACE)
 target_link_libraries(library_options INTERFACE project_options)
@@ -22,13 +27,11 @@ target_compile_options(library_options INTERFACE
     $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
     -fvisibility=hidden -fvisibility-inlines-hidden
     -fno-asynchronous-unwind-tables -ffunction-sections -fdata-sections
-    -fstack-protector-strong
-    $<$<BOOL:${DRM_SORN_COVERAGE}>:--coverage -fprofile-abs-path>)
+    -fstack-protector-strong)
 if(NOT DRM_SORN_SANITIZE)  # the sanitizers' own checks take the place of these
     target_compile_definitions(library_options INTERFACE
         $<$<CONFIG:Release,MinSizeRel>:_FORTIFY_SOURCE=2>)
 endif()
-target_link_options(library_options INTERFACE $<$<BOOL:${DRM_SORN_COVERAGE}>:--coverage>)
 
 # A misaligned load may trap on the target, so the compiler must not make one out of byte loads.
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")

@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <filesystem>
+#include <limits>
 
 #include "stream_fixtures.h"
 
@@ -125,6 +126,23 @@ TEST(FileSeek, HasPositionsOf64Bits) {
     EXPECT_EQ(stream.position(), 0x123456789);
     EXPECT_EQ(avi_file_seek(*stream, 0x100000000, SEEK_CUR), kAviOk);
     EXPECT_EQ(stream.position(), 0x223456789);
+}
+
+TEST(FileSeek, GoesAsFarAsTheCLibrary) {
+    constexpr std::int64_t kFar = std::int64_t{1} << 40;
+    constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
+    TestStream stream("0123456789");
+    for (const std::int64_t position : {kFar - 1, kFar, kFar + 1}) {
+        EXPECT_EQ(avi_file_seek(*stream, position, SEEK_SET), kAviOk);
+        EXPECT_EQ(stream.position(), position);
+        EXPECT_EQ(avi_file_seek(*stream, 5, SEEK_CUR), kAviOk);
+        EXPECT_EQ(stream.position(), position + 5);
+    }
+    EXPECT_EQ(avi_file_seek(*stream, kMost, SEEK_CUR), kAviFailed);
+    EXPECT_EQ(stream.position(), kFar + 6);
+    EXPECT_EQ(avi_file_seek(*stream, -(kFar + 7), SEEK_CUR), kAviFailed);
+    EXPECT_EQ(avi_file_seek(*stream, -(kFar + 6), SEEK_CUR), kAviOk);
+    EXPECT_EQ(stream.position(), 0);
 }
 
 TEST(FileSeek, FailsWhereThereAreNoPositions) {

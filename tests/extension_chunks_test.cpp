@@ -376,6 +376,15 @@ TEST(Index, SearchLeavesTheStreamAtTheIndex) {
     EXPECT_EQ(reader->index_pos, 12 + 12);
 }
 
+TEST(Index, IsNotLookedForInAFormThatMetAnError) {
+    HalfOpen reader(riff("AVI ", chunk("idx1", filler(4)), kMedia));
+    reader.enter(0);
+    reader->chunk_top->error = kAviFailed;
+    avi_find_index(*reader);
+    EXPECT_EQ(reader->index_pos, 0);
+    EXPECT_EQ(reader.position(), 12);
+}
+
 // ----------------------------------------------------------------------------------- the QRDT list
 
 // Walks the QRDT list that is the first chunk of the form, and reads what it noted.

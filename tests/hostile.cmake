@@ -25,3 +25,5 @@ hostile_test(bounded_work_test controlled_libc)
 hostile_test(fault_test controlled_libc)
 target_compile_definitions(fault_test PRIVATE SAMPLES_DIRECTORY="${PROJECT_SOURCE_DIR}/samples")
 hostile_test(leftover_test)
+# Its own queries keep the reader's out of the program.
+hostile_test(failing_queries_test controlled_libc)

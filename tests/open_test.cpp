@@ -412,6 +412,16 @@ int allocations_for(const TempFile &file) {
     return -allocations_left;
 }
 
+TEST(OutOfMemory, IsTheReasonWhenThereIsNoRecord) {
+    const TempFile file(rich_file());
+    AviRefusal refusal = {AviReason::no_movi, {1}, 2};
+    allocations_left = 1;
+    EXPECT_EQ(aviin_open(file.path(), 0, &refusal), nullptr);
+    EXPECT_EQ(refusal.reason, AviReason::no_memory);
+    EXPECT_EQ(refusal.found.value, 0U);
+    EXPECT_EQ(refusal.pos, 0);
+}
+
 TEST(OutOfMemory, LeavesNothingBehindWhicheverAllocationFails) {
     const TempFile file(rich_file());
     const int allocations = allocations_for(file);
