@@ -187,6 +187,22 @@ TEST(SuperIndexes, OfAFileAreFiledByTheirOwnNumber) {
               18);
 }
 
+TEST(SuperIndexes, OfOtherNumbersLeaveTheRecordAlone) {
+    for (const char *id : {"20wb", "99wb", "wbwb"}) {
+        const SuperIndex fields = {.longs_per_entry = 0xFFFF,
+                                   .entries_in_use = 0xFFFFFFFF,
+                                   .chunk_id = id,
+                                   .reserved = {1, 2, 3}};
+        const ParsedList list(audio_head() + indx(fields) + room());
+        const Bytes tables = bytes_at(&list->super_index_pos, sizeof list->super_index_pos) +
+                             bytes_at(&list->super_index, sizeof list->super_index);
+        EXPECT_EQ(tables, Bytes(tables.size(), '\0')) << id;
+        EXPECT_EQ(list->open_option, 0U) << id;
+        EXPECT_EQ(list->index_pos, 0) << id;
+        EXPECT_EQ(list->data_list_pos, 0) << id;
+    }
+}
+
 TEST(SuperIndexes, OfOneNumberReplaceEachOther) {
     const Record reader =
         open_bytes(file_with(audio_stream({.index = SuperIndex{.entries_in_use = 1}}),

@@ -5,6 +5,7 @@
 
 #include <vector>
 
+#include "half_open.h"
 #include "stream_fixtures.h"
 
 namespace {
@@ -56,6 +57,17 @@ TEST(StreamTable, HasRoomFor19Lists) {
     ASSERT_NE(reader, nullptr);
     EXPECT_EQ(reader->stream_count, 19);
     EXPECT_EQ(open_bytes(file_with(repeat(stream, 20))), nullptr);
+}
+
+TEST(StreamTable, IsLeftAloneByTheListTooMany) {
+    HalfOpen reader(list("strl", audio_head() + strn("20") + room()));
+    reader->stream_count = kAviMaxStreams;
+    reader.enter(0);
+    avi_parse_stream_list(*reader, false);
+    EXPECT_EQ(reader->chunk_top->error, kAviFailed);
+    EXPECT_EQ(reader->stream_count, kAviMaxStreams);
+    EXPECT_EQ(reader->audio.count, 0);
+    EXPECT_EQ(reader.position(), 12);
 }
 
 TEST(StreamTable, CountsListsOfEveryKindTowardsItsRoom) {
