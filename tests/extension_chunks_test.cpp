@@ -319,6 +319,24 @@ TEST(Index, IsTheFirstOfSeveral) {
     EXPECT_EQ(reader->index_pos, 12 + length(kHeaders + kMedia));
 }
 
+TEST(Index, IsTheOneInFrontOfTheMediaWhenThereIsOneOnEitherSide) {
+    const Bytes index = chunk("idx1", filler(16));
+    const Record reader = open_bytes(riff("AVI ", kHeaders, index, kMedia, index));
+    ASSERT_NE(reader, nullptr);
+    EXPECT_EQ(reader->index_pos, 12 + length(kHeaders));
+}
+
+TEST(Index, IsFoundBehindMediaInWhoseHeaderTheFormEnds) {
+    const Bytes before = "AVI " + kHeaders;
+    for (const std::int64_t size : {length(before) + 9, length(before) + 12, length(before) + 20}) {
+        const Record reader =
+            open_bytes(claiming("RIFF", static_cast<std::uint32_t>(size), before + kMedia) +
+                       chunk("idx1", filler(16)));
+        ASSERT_NE(reader, nullptr) << size;
+        EXPECT_EQ(reader->index_pos, 8 + length(before + kMedia)) << size;
+    }
+}
+
 TEST(Index, IsNotFoundInsideAListOrALaterForm) {
     const Bytes index = chunk("idx1", filler(16));
     const Record inside =

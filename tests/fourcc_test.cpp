@@ -48,6 +48,8 @@ TEST(FourCC, TurnsBackIntoItsCharactersAndAZero) {
 TEST(FourCCEqual, IgnoresAsciiCase) {
     EXPECT_TRUE(avi_fourcc_equal(code("LIST"), code("list")));
     EXPECT_TRUE(avi_fourcc_equal(code("hDrL"), code("HdRl")));
+    EXPECT_TRUE(avi_fourcc_equal(code("AZMz"), code("azmZ")));
+    EXPECT_FALSE(avi_fourcc_equal(code("@[`{"), code("`{@[")));
 }
 
 TEST(FourCCEqual, ComparesEveryCharacter) {

@@ -62,6 +62,7 @@ std::vector<Case> cases() {
         {"ChunkWithoutSize", AviReason::top_level_cut_short,
          static_cast<std::int64_t>(plain_file().size()), plain_file() + "JUNK"},
         {"EmptyFile", AviReason::list_header_cut_short, 0, ""},
+        {"FileOfOneByte", AviReason::top_level_cut_short, 0, "R"},
         {"FileOfTenBytes", AviReason::list_header_cut_short, 8, claiming("RIFF", 4, "")},
         {"ListHeaderCutShort", AviReason::list_header_cut_short, after_headers + 20,
          claiming("RIFF", 5000,
@@ -118,6 +119,7 @@ TEST(RefusalReport, TellsAFileThatCannotBeOpened) {
     AviRefusal refusal{};
     EXPECT_EQ(aviin_open("/nonexistent/file.avi", 0, &refusal), nullptr);
     EXPECT_EQ(refusal.reason, AviReason::cannot_open);
+    EXPECT_EQ(refusal.pos, 0);
 }
 
 TEST(RefusalReport, IsLeftAloneByAFileThatOpens) {
