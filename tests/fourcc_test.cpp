@@ -120,7 +120,8 @@ INSTANTIATE_TEST_SUITE_P(WholeId, ChunkKindOf,
                                          KindCase{"RES2", 11, 11}, KindCase{"RES3", 11, 11},
                                          KindCase{"RES0", 0, 0}, KindCase{"RES4", 0, 0},
                                          KindCase{"junk", 0, 0}, KindCase{"JUNk", 0, 0},
-                                         KindCase{"res2", 0, 0}, KindCase{"RXS1", 0, 0}),
+                                         KindCase{"res2", 0, 0}, KindCase{"RXS1", 0, 0},
+                                         KindCase{"REX1", 0, 0}),
                          name_of_case);
 
 // The first two characters are no part of the test, and case counts.
@@ -139,7 +140,8 @@ INSTANTIATE_TEST_SUITE_P(HalfACode, ChunkKindOf,
                                          KindCase{"wbid", 0, 1}, KindCase{"00dx", 0, 0},
                                          KindCase{"dx00", 0, 0}, KindCase{"wx00", 0, 0},
                                          KindCase{"sx00", 0, 0}, KindCase{"cx00", 0, 0},
-                                         KindCase{"id00", 0, 0}),
+                                         KindCase{"id00", 0, 0}, KindCase{"wbwc", 0, 1},
+                                         KindCase{"wbsh", 0, 1}, KindCase{"wbch", 7, 7}),
                          name_of_case);
 
 INSTANTIATE_TEST_SUITE_P(Nothing, ChunkKindOf,
