@@ -159,6 +159,14 @@ private:
     Record record_;
 };
 
+TEST(LostRead, OfAListsHeaderMakesNoNode) {
+    for (const std::int64_t field : {0, 4, 8}) {
+        OpenDevice reader(list("hdrl", avih()), field);
+        EXPECT_EQ(avi_chunk_push(nullptr, reader->stream), nullptr) << field;
+        EXPECT_TRUE(reader.failed());
+    }
+}
+
 TEST(LostRead, OfAFormsSizeIsASizeOfNothing) {
     OpenDevice reader("RIFF" + u32(100) + riff("AVI ", chunk("JUNK", filler(40))), 4);
     EXPECT_EQ(avi_scan_forms(*reader, reader->stream), kAviOk);
