@@ -145,6 +145,17 @@ TEST(FileSeek, GoesAsFarAsTheCLibrary) {
     EXPECT_EQ(stream.position(), 0);
 }
 
+TEST(FileSeek, TakesTheFileItselfPastTheEndWhenItIsSettled) {
+    for (const std::int64_t position : {0, 7, 10, 12, 5000}) {
+        TestStream stream("0123456789");
+        stream.move_to(3);
+        avi_file_settle(*stream);
+        stream.move_to(position);
+        avi_file_settle(*stream);
+        EXPECT_EQ(ftello64((*stream).file), position);
+    }
+}
+
 TEST(FileSeek, FailsWhereThereAreNoPositions) {
     PipeStream stream("0123456789");
     EXPECT_EQ(avi_file_seek(*stream, 0, SEEK_SET), kAviFailed);
@@ -199,6 +210,17 @@ TEST(FileRead, StartsWhereTheLastSeekEnded) {
         EXPECT_EQ(avi_file_read(*stream, bytes, 2), 2U);
         EXPECT_EQ(bytes, Bytes("0123456789").substr(static_cast<std::size_t>(position), 2));
         EXPECT_EQ(stream.position(), position + 2);
+    }
+}
+
+TEST(FileRead, DeliversNothingAtOrPastTheEnd) {
+    TestStream stream("0123456789");
+    for (const std::int64_t position : {10, 11, 5000}) {
+        char byte = '?';
+        stream.move_to(position);
+        EXPECT_EQ(avi_file_read(*stream, &byte, 1), 0U) << position;
+        EXPECT_EQ(byte, '?') << position;
+        EXPECT_EQ(stream.position(), position);
     }
 }
 
