@@ -156,6 +156,15 @@ TEST(FileSeek, TakesTheFileItselfPastTheEndWhenItIsSettled) {
     }
 }
 
+TEST(FileSeek, LeavesNothingToSettleOnceSomethingWasRead) {
+    TestStream stream("0123456789");
+    std::uint16_t value = 0;
+    stream.move_to(3);
+    EXPECT_EQ(avi_read_u16le(value, *stream), kAviOk);
+    avi_file_settle(*stream);
+    EXPECT_EQ(stream.position(), 5);
+}
+
 TEST(FileSeek, FailsWhereThereAreNoPositions) {
     PipeStream stream("0123456789");
     EXPECT_EQ(avi_file_seek(*stream, 0, SEEK_SET), kAviFailed);
@@ -221,6 +230,34 @@ TEST(FileRead, DeliversNothingAtOrPastTheEnd) {
         EXPECT_EQ(avi_file_read(*stream, &byte, 1), 0U) << position;
         EXPECT_EQ(byte, '?') << position;
         EXPECT_EQ(stream.position(), position);
+    }
+}
+
+TEST(ReadBytes, PastTheEndFailsUnlessNoneAreWanted) {
+    TestStream stream("0123456789");
+    unsigned char byte = '?';
+    stream.move_to(12);
+    EXPECT_EQ(avi_read_bytes(&byte, 1, *stream), kAviFailed);
+    EXPECT_EQ(avi_read_bytes(&byte, 0, *stream), kAviOk);
+    EXPECT_EQ(byte, '?');
+    EXPECT_EQ(stream.position(), 12);
+}
+
+TEST(ChunkHeader, ThatTheFileCutsShortIsTheSameEveryTime) {
+    const Bytes before = "1234";
+    const Bytes header = "JUNK\x01\x02\x03\x04";
+    for (std::size_t held = 0; held <= 8; ++held) {
+        TestStream stream(before + header.substr(0, held));
+        for (int time = 0; time < 3; ++time) {
+            FourCC id{};
+            std::uint32_t size = 0;
+            stream.move_to(4);
+            const AviStatus status = avi_read_chunk_header(id, size, *stream);
+            EXPECT_EQ(status, held > 4 ? kAviOk : kAviFailed) << held;
+            EXPECT_EQ(id.value == avi_fourcc_from_string("JUNK").value, held >= 4) << held;
+            EXPECT_EQ(size, 0x04030201 & ((std::uint64_t{1} << 8 * (held > 4 ? held - 4 : 0)) - 1));
+            EXPECT_EQ(stream.position(), 4 + static_cast<std::int64_t>(held));
+        }
     }
 }
 

@@ -167,6 +167,20 @@ TEST(LostRead, OfAListsHeaderMakesNoNode) {
     }
 }
 
+TEST(LostRead, OfAChunksHeaderIsForgottenWhenItIsReadAgain) {
+    for (const std::int64_t field : {12, 16}) {
+        OpenDevice reader(filler(12) + chunk("JUNK", filler(20)), field);
+        FourCC id{};
+        std::uint32_t size = 0;
+        avi_file_seek(reader->stream, 12, SEEK_SET);
+        EXPECT_EQ(avi_read_chunk_header(id, size, reader->stream), kAviFailed) << field;
+        avi_file_seek(reader->stream, 12, SEEK_SET);
+        EXPECT_EQ(avi_read_chunk_header(id, size, reader->stream), kAviOk) << field;
+        EXPECT_EQ(id.value, avi_fourcc_from_string("JUNK").value);
+        EXPECT_EQ(size, 20U);
+    }
+}
+
 TEST(LostRead, OfAFormsSizeIsASizeOfNothing) {
     OpenDevice reader("RIFF" + u32(100) + riff("AVI ", chunk("JUNK", filler(40))), 4);
     EXPECT_EQ(avi_scan_forms(*reader, reader->stream), kAviOk);
