@@ -28,6 +28,7 @@ struct {
     std::map<std::int32_t, AviStatus> kind_failures;
     std::map<std::int32_t, AviStatus> stream_data_failures;
 
+    std::uint32_t open_option;
     std::vector<std::int32_t> kinds_asked_for;
     std::vector<std::int32_t> stream_data_asked_for;
     std::vector<std::string> details;
@@ -41,8 +42,9 @@ AviStatus status_in(const std::map<std::int32_t, AviStatus> &failures, std::int3
 
 }  // namespace
 
-AviStatus avvin_get_summary(const AviReaderState &, std::int32_t &streams,
+AviStatus avvin_get_summary(const AviReaderState &reader, std::int32_t &streams,
                             std::int32_t &with_stream_data) {
+    host.open_option = reader.open_option;
     streams = host.tracks;
     with_stream_data = 77;  // nothing depends on it
     return host.summary;
@@ -104,6 +106,7 @@ class FailingQueries : public testing::Test {
 protected:
     void SetUp() override {
         host = {};
+        host.open_option = 77;
         host.kinds = {kVideo, kAudio, kText, kVideo, kAudio};
         host.tracks = static_cast<std::int32_t>(host.kinds.size());
     }
@@ -124,6 +127,11 @@ TEST_F(FailingQueries, OpenWhenNoneOfThemFails) {
     EXPECT_THAT(host.details,
                 ElementsAre("drm_svc_sorn_open_file : Found unknown chynk type, ignoring.\n"));
     EXPECT_THAT(host.errors, IsEmpty());
+}
+
+TEST_F(FailingQueries, AreAskedAboutARecordOpenedWithoutOptions) {
+    open_and_close();
+    EXPECT_EQ(host.open_option, 0U);
 }
 
 TEST_F(FailingQueries, RefuseTheFileForItsSummary) {
