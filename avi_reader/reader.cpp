@@ -54,13 +54,11 @@ bool read_list(AviReaderState &reader) {
 // The innermost node is a "movi" list, or the form when its walk met none.
 AviStatus check_movi(AviReaderState &reader) {
     const ChunkNode &node = *reader.chunk_top;
-    if (node.error != kAviOk) {
-        return avi_refuse(reader, AviReason::form_cut_short, avi_file_tell(reader.stream));
-    }
+    const std::int64_t pos = avi_file_tell(reader.stream);
+    if (node.error != kAviOk) return avi_refuse(reader, AviReason::form_cut_short, pos);
+    if (node.parent == nullptr) return avi_refuse(reader, AviReason::no_movi, pos);
     if (!avi_chunk_at_end(node)) return kAviOk;
-    return node.parent != nullptr
-               ? avi_refuse(reader, AviReason::movi_too_short, node.start)
-               : avi_refuse(reader, AviReason::no_movi, avi_file_tell(reader.stream));
+    return avi_refuse(reader, AviReason::movi_too_short, node.start);
 }
 
 // Walks the first form's lists in file order and stops inside "movi", so that what lies behind it
