@@ -21,6 +21,17 @@ AVIH = chunk(b"avih", struct.pack("<14I", *[0] * 6, 1, *[0] * 7))
 FIRST_STREAM = 12 + 12 + 64
 
 
+def parts_written_to(terminal):
+    while True:
+        try:
+            part = os.read(terminal, 65536)
+        except OSError:  # the other end is closed
+            return
+        if not part:
+            return
+        yield part
+
+
 def strh(kind=b"vids", size=None):
     return chunk(b"strh", kind + bytes(4) + struct.pack("<I2H8I4H", 0, 0, 0, 0, 1, 25, *[0] * 9),
                  size)
@@ -456,13 +467,7 @@ class Tree(LookTest):
                                    stderr=slave, env={**os.environ, **(env or {})})
         os.close(slave)
         output = b""
-        while True:
-            try:
-                part = os.read(master, 65536)
-            except OSError:  # the other end is closed
-                break
-            if not part:
-                break
+        for part in parts_written_to(master):
             output += part
         os.close(master)
         self.assertEqual(process.wait(timeout=60), 0)
@@ -731,13 +736,7 @@ class LongWork(LookTest):
         process = subprocess.Popen([*EMULATOR, TOOL, *arguments], stdout=stdout, stderr=slave)
         os.close(slave)
         written = b""
-        while True:
-            try:
-                part = os.read(master, 65536)
-            except OSError:  # the other end is closed
-                break
-            if not part:
-                break
+        for part in parts_written_to(master):
             if b" left" in part and b" left" not in written:
                 process.send_signal(signal.SIGINT)
             written += part
