@@ -213,8 +213,7 @@ using AviBytes = std::unique_ptr<unsigned char[], AviFree>;
 // whose size a file declares comes from here.
 [[nodiscard]] AviBytes avi_allocate(std::uint64_t size);
 
-// ---------------------------------------------------------------- the chunk stack
-// (chunk_stack.cpp)
+// --------------------------------------------------------------- the chunk stack (chunk_stack.cpp)
 
 // One open "RIFF", "MRIF" or "LIST" chunk. Nodes link to their parents; the record points at the
 // innermost.
@@ -396,7 +395,6 @@ struct AviTable {
     [[nodiscard]] std::size_t size() const {
         return count > 0 ? static_cast<std::size_t>(count) : std::size_t{0};
     }
-    [[nodiscard]] std::span<Row> used() { return {rows, size()}; }
     [[nodiscard]] std::span<const Row> used() const { return {rows, size()}; }
 };
 
