@@ -43,18 +43,26 @@ std::size_t recall(AviStream &stream, unsigned char *bytes, std::size_t count) {
     return taken;
 }
 
-// Remembers the last of `count` bytes that end at the position, and of what is remembered as much
-// before them as there is room for.
-void remember(AviStream &stream, const unsigned char *bytes, std::size_t count) {
+// Remembers bytes that are fewer than there is room for behind what is remembered up to them.
+[[gnu::noinline]] void remember_more(AviStream &stream, const unsigned char *bytes,
+                                     std::size_t count) {
     const std::int64_t start = stream.pos - static_cast<std::int64_t>(count);
     const std::int64_t seen_end = stream.seen_pos + static_cast<std::int64_t>(stream.seen_count);
-    const std::size_t added = std::min(count, sizeof stream.seen);
     std::size_t kept = 0;
-    if (start == seen_end) kept = std::min(stream.seen_count, sizeof stream.seen - added);
+    if (start == seen_end) kept = std::min(stream.seen_count, sizeof stream.seen - count);
     std::memmove(stream.seen, stream.seen + stream.seen_count - kept, kept);
-    std::memcpy(stream.seen + kept, bytes + count - added, added);
-    stream.seen_count = kept + added;
+    std::memcpy(stream.seen + kept, bytes, count);
+    stream.seen_count = kept + count;
     stream.seen_pos = stream.pos - static_cast<std::int64_t>(stream.seen_count);
+}
+
+// Remembers the last of `count` bytes that end at the position.
+void remember(AviStream &stream, const unsigned char *bytes, std::size_t count) {
+    constexpr std::size_t kRoom = sizeof stream.seen;
+    if (count < kRoom) return remember_more(stream, bytes, count);
+    std::memcpy(stream.seen, bytes + count - kRoom, kRoom);
+    stream.seen_count = kRoom;
+    stream.seen_pos = stream.pos - static_cast<std::int64_t>(kRoom);
 }
 
 std::size_t read_file(AviStream &stream, unsigned char *bytes, std::size_t count) {
@@ -146,7 +154,7 @@ AviStatus avi_skip_bytes(std::uint32_t count, AviStream &stream) {
 
 std::size_t avi_read_layout(unsigned char *bytes, std::size_t count, AviStream &stream) {
     const std::size_t got = read_measured(stream, bytes, count);
-    std::memset(bytes + got, 0, count - got);
+    if (got < count) std::memset(bytes + got, 0, count - got);
     return got;
 }
 
@@ -170,9 +178,9 @@ AviLook avi_look(AviStream &stream) {
     alignas(std::uint32_t) unsigned char bytes[kListHeaderSize];
     const std::int64_t pos = stream.pos;
     const std::size_t count = avi_read_layout(bytes, sizeof bytes, stream);
-    const AviStatus missing = count == sizeof bytes ? kAviOk : avi_read_failure(stream);
-    // Only a whole one is worth remembering: a size that was cut short is not to be met again.
-    if (count == sizeof bytes) remember(stream, bytes, count);
+    const bool whole = count == sizeof bytes;
+    const AviStatus missing = whole ? kAviOk : avi_read_failure(stream);
+    if (whole) remember(stream, bytes, count);  // a size cut short is not to be met again
     avi_file_go(stream, pos);
     return {{avi_get_u32le(bytes)}, avi_get_u32le(bytes + 4), count, missing};
 }
