@@ -27,9 +27,10 @@ struct AviStream {
 
     std::int64_t unreadable_pos;  // where the last read stopped that failed short of the end
 
-    std::int64_t seen_pos;  // position of the bytes remembered
-    std::size_t seen_count;
-    unsigned char seen[kListHeaderSize];
+    // The bytes remembered are the last `seen_count` of `seen`; `seen_end` is the position behind.
+    alignas(std::uint32_t) unsigned char seen[kListHeaderSize];
+    std::uint32_t seen_count;
+    std::int64_t seen_end;
 };
 
 // Opens `path` for reading at position 0. The stream's file is null when it cannot be opened.

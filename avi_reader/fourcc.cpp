@@ -24,27 +24,24 @@ bool avi_fourcc_alike(FourCC a, FourCC b) {
 namespace {
 
 struct Code {
-    char first, second;
+    std::uint16_t letters;
     ChunkKind kind;
 };
 
-constexpr Code kCodes[] = {
-    {'d', 'c', ChunkKind::compressed_video},
-    {'w', 'b', ChunkKind::audio},
-    {'d', 'b', ChunkKind::uncompressed_video},
-    {'d', 'd', ChunkKind::dd},
-    {'s', 't', ChunkKind::text_subtitle},
-    {'s', 'b', ChunkKind::bitmap_subtitle},
-    {'c', 'h', ChunkKind::chapter},
-    {'i', 'x', ChunkKind::index},
-};
-
-ChunkKind kind_by_code(char first, char second) {
-    for (const Code &code : kCodes) {
-        if (code.first == first && code.second == second) return code.kind;
-    }
-    return ChunkKind::unknown;
+constexpr std::uint16_t letters(const char *code) {
+    return static_cast<std::uint16_t>(code[0] | code[1] << 8);
 }
+
+constexpr Code kCodes[] = {
+    {letters("dc"), ChunkKind::compressed_video},
+    {letters("wb"), ChunkKind::audio},
+    {letters("db"), ChunkKind::uncompressed_video},
+    {letters("dd"), ChunkKind::dd},
+    {letters("st"), ChunkKind::text_subtitle},
+    {letters("sb"), ChunkKind::bitmap_subtitle},
+    {letters("ch"), ChunkKind::chapter},
+    {letters("ix"), ChunkKind::index},
+};
 
 // As a C string: what follows a 0 byte is not part of the id.
 FourCC without_tail(FourCC id) {
@@ -57,15 +54,14 @@ FourCC without_tail(FourCC id) {
 }  // namespace
 
 ChunkKind avi_chunk_kind(FourCC id, bool try_swapped) {
-    const char third = static_cast<char>(id.value >> 16 & 0xFF);
-    const char fourth = static_cast<char>(id.value >> 24);
-    const ChunkKind kind = kind_by_code(third, fourth);
-    // A 'd' that starts no code ends the search, so "00dx" is not tried as "dx00".
-    if (kind != ChunkKind::unknown || third == 'd') return kind;
-    if (id.value == kJunk) return ChunkKind::junk;
-    if ((id.value & 0xFFFFFF) == kRes && fourth >= '1' && fourth <= '3') {
-        return ChunkKind::reserved;
+    for (const Code &code : kCodes) {
+        if (code.letters == id.value >> 16) return code.kind;
     }
+    // A 'd' that starts no code ends the search, so "00dx" is not tried as "dx00".
+    if ((id.value >> 16 & 0xFF) == 'd') return ChunkKind::unknown;
+    if (id.value == kJunk) return ChunkKind::junk;
+    const std::uint32_t digit = (id.value >> 24) - '1';
+    if ((id.value & 0xFFFFFF) == kRes && digit < 3) return ChunkKind::reserved;
     if (!try_swapped) return ChunkKind::unknown;
     const std::uint32_t text = without_tail(id).value;
     return avi_chunk_kind({text << 16 | text >> 16}, false);
