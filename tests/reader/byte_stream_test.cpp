@@ -184,20 +184,75 @@ TEST(ReadBytes, PastTheEndFailsUnlessNoneAreWanted) {
     EXPECT_EQ(file.position(), 12);
 }
 
-TEST(ChunkHeader, ThatTheFileCutsShortIsTheSameEveryTime) {
-    const Bytes before = "1234";
-    const Bytes header = "JUNK\x01\x02\x03\x04";
-    for (std::size_t held = 0; held <= 8; ++held) {
-        HalfOpen file(before + header.substr(0, held));
+// ---- the look at a chunk
+
+TEST(Look, TellsIdAndSizeAndStays) {
+    HalfOpen file("1234" + chunk("JUNK", "payload!"));
+    file.move_to(4);
+    for (int time = 0; time < 3; ++time) {
+        const AviLook look = avi_look(file.stream());
+        EXPECT_EQ(look.id.value, avi_fourcc_from_string("JUNK").value);
+        EXPECT_EQ(look.size, 8U);
+        EXPECT_EQ(look.count, 12U);
+        EXPECT_EQ(look.missing, kAviOk);
+        EXPECT_EQ(file.position(), 4);
+    }
+}
+
+TEST(Look, AtAHeaderThatTheFileCutsShortIsTheSameEveryTime) {
+    const Bytes header = "JUNK\x01\x02\x03\x04list";
+    for (std::size_t held = 0; held < 12; ++held) {
+        HalfOpen file("1234" + header.substr(0, held));
+        file.move_to(4);
         for (int time = 0; time < 3; ++time) {
-            FourCC id{};
-            std::uint32_t size = 0;
-            file.move_to(4);
-            const AviStatus status = avi_read_chunk_header(id, size, file.stream());
-            EXPECT_EQ(status, held > 4 ? kAviOk : kAviFailed) << held;
-            EXPECT_EQ(id.value == avi_fourcc_from_string("JUNK").value, held >= 4) << held;
-            EXPECT_EQ(size, 0x04030201 & ((std::uint64_t{1} << 8 * (held > 4 ? held - 4 : 0)) - 1));
-            EXPECT_EQ(file.position(), 4 + static_cast<std::int64_t>(held));
+            const AviLook look = avi_look(file.stream());
+            EXPECT_EQ(look.id.value == avi_fourcc_from_string("JUNK").value, held >= 4) << held;
+            const std::size_t of_size = held > 4 ? std::min<std::size_t>(held - 4, 4) : 0;
+            EXPECT_EQ(look.size, 0x04030201 & ((std::uint64_t{1} << 8 * of_size) - 1)) << held;
+            EXPECT_EQ(look.count, held);
+            EXPECT_EQ(look.missing, kAviFailed) << held;
+            EXPECT_EQ(file.position(), 4) << held;
+        }
+    }
+}
+
+// ---- the look back
+
+TEST(LookBack, TellsTheHeaderBeforeThePosition) {
+    HalfOpen file("1234" + chunk("JUNK", "payload!"));
+    file.move_to(12);
+    for (int time = 0; time < 3; ++time) {
+        const AviChunkHeader header = avi_look_back(file.stream());
+        EXPECT_EQ(header.id.value, avi_fourcc_from_string("JUNK").value);
+        EXPECT_EQ(header.size, 8U);
+        EXPECT_EQ(file.position(), 12);
+    }
+    char next = '?';
+    EXPECT_EQ(avi_file_read(file.stream(), &next, 1), 1U);
+    EXPECT_EQ(next, 'p');
+}
+
+// Whatever pieces were read on the way to the position, and from wherever they were read.
+TEST(LookBack, IsTheSameBehindReadsOfAnyLength) {
+    const Bytes content = filler(100);
+    const auto expected = [&](std::int64_t position) {
+        return avi_get_u32le(reinterpret_cast<const unsigned char *>(content.data()) + position -
+                             8);
+    };
+    for (std::size_t piece = 1; piece <= 20; ++piece) {
+        HalfOpen file(content);
+        char bytes[20];
+        for (std::int64_t position = 0; position < 60; position = file.position()) {
+            ASSERT_EQ(avi_file_read(file.stream(), bytes, piece), piece);
+            if (file.position() < 8) continue;
+            EXPECT_EQ(avi_look_back(file.stream()).id.value, expected(file.position())) << piece;
+        }
+        for (const std::int64_t position : {30, 29, 31, 8, 37}) {
+            file.move_to(position);
+            EXPECT_EQ(avi_look_back(file.stream()).id.value, expected(position)) << piece;
+            EXPECT_EQ(avi_file_read(file.stream(), bytes, piece), piece);
+            EXPECT_EQ(bytes_at(bytes, piece),
+                      content.substr(static_cast<std::size_t>(position), piece));
         }
     }
 }
@@ -261,11 +316,11 @@ TEST(ReadU32, FailsAtTheEndAndLeavesTheDestinationAlone) {
     }
 }
 
-TEST(ReadU32, FailsOnAReadError) {
+TEST(ReadU32, TellsAReadErrorFromTheEnd) {
     AviStream folder = avi_file_open("/");
     ASSERT_NE(folder.file, nullptr);
     std::uint32_t value = 0x12345678;
-    EXPECT_EQ(avi_read_u32le(value, folder), kAviFailed);
+    EXPECT_EQ(avi_read_u32le(value, folder), kAviUnreadable);
     EXPECT_EQ(value, 0x12345678U);
     avi_file_close(folder);
 }
@@ -348,27 +403,6 @@ TEST(SkipBytes, EndsWhereReadingThemWould) {
             << run.from << '+' << run.count;
         EXPECT_EQ(skip.position(), read.position()) << run.from << '+' << run.count;
     }
-}
-
-// ---- buffers
-
-TEST(Allocate, StopsAtTheLargestBufferOfTheTarget) {
-    EXPECT_TRUE(avi_can_allocate(0));
-    EXPECT_TRUE(avi_can_allocate(0x7FFFFFFF));
-    EXPECT_FALSE(avi_can_allocate(0x80000000));
-    EXPECT_FALSE(avi_can_allocate(0x100000007));  // 8 bytes more than 32 bits can count
-    EXPECT_EQ(avi_allocate(0x80000000), nullptr);
-    EXPECT_EQ(avi_allocate(0x100000007), nullptr);
-}
-
-TEST(Allocate, GivesZeros) {
-    const AviBytes bytes = avi_allocate(4096);
-    ASSERT_NE(bytes, nullptr);
-    EXPECT_EQ(bytes_at(bytes.get(), 4096), Bytes(4096, '\0'));
-}
-
-TEST(Allocate, GivesABufferForNoBytes) {
-    EXPECT_NE(avi_allocate(0), nullptr);
 }
 
 }  // namespace

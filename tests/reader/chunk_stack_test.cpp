@@ -11,6 +11,14 @@ struct FreeStack {
 };
 using Stack = std::unique_ptr<ChunkNode, FreeStack>;
 
+// The form or list at the position; null when it cannot be opened.
+Stack push(HalfOpen &file) {
+    ChunkNode *node = nullptr;
+    const AviStatus status = avi_chunk_push(node, file.stream());
+    EXPECT_EQ(status == kAviOk, node != nullptr);
+    return Stack(node);
+}
+
 std::uint32_t id_of(const char *text) {
     return avi_fourcc_from_string(text).value;
 }
@@ -20,7 +28,7 @@ std::uint32_t id_of(const char *text) {
 TEST(ChunkPush, KeepsWhatTheHeaderSays) {
     HalfOpen file("JUNK" + claiming("LIST", 0xFFFFFFFE, "movi....rest"));
     file.move_to(4);
-    const Stack node(avi_chunk_push(nullptr, file.stream()));
+    const Stack node = push(file);
     ASSERT_NE(node, nullptr);
     EXPECT_EQ(node->parent, nullptr);
     EXPECT_EQ(node->stream, &file.stream());
@@ -36,10 +44,13 @@ TEST(ChunkPush, KeepsWhatTheHeaderSays) {
 
 TEST(ChunkPush, CountsTheDepthOfItsParent) {
     HalfOpen file(list("AVI ", list("hdrl", list("strl"))));
-    ChunkNode *form = avi_chunk_push(nullptr, file.stream());
-    ChunkNode *headers = avi_chunk_push(form, file.stream());
-    const Stack innermost(avi_chunk_push(headers, file.stream()));
-    ASSERT_NE(innermost, nullptr);
+    ChunkNode *top = nullptr;
+    ASSERT_EQ(avi_chunk_push(top, file.stream()), kAviOk);
+    const ChunkNode *form = top;
+    ASSERT_EQ(avi_chunk_push(top, file.stream()), kAviOk);
+    const ChunkNode *headers = top;
+    ASSERT_EQ(avi_chunk_push(top, file.stream()), kAviOk);
+    const Stack innermost(top);
     EXPECT_EQ(innermost->parent, headers);
     EXPECT_EQ(headers->parent, form);
     EXPECT_EQ(headers->depth, 2U);
@@ -47,18 +58,32 @@ TEST(ChunkPush, CountsTheDepthOfItsParent) {
     EXPECT_EQ(innermost->start, 24);
 }
 
+TEST(ChunkPush, TellsWantOfMemoryFromAHeaderThatCannotBeRead) {
+    ChunkNode *node = nullptr;
+    HalfOpen without_memory(list("strl"));
+    without_memory.libc().fail(
+        {Call::allocation, without_memory.libc().calls(Call::allocation) + 1});
+    EXPECT_EQ(avi_chunk_push(node, without_memory.stream()), kAviNoMemory);
+    HalfOpen cut("LIST");
+    EXPECT_EQ(avi_chunk_push(node, cut.stream()), kAviFailed);
+    HalfOpen damaged(list("strl"));
+    damaged.libc().damage(5);
+    EXPECT_EQ(avi_chunk_push(node, damaged.stream()), kAviUnreadable);
+    EXPECT_EQ(node, nullptr);
+}
+
 TEST(ChunkPush, NeedsAHeaderThatReachesIntoItsType) {
     const Bytes header = list("strl");
     for (std::size_t held = 0; held <= header.size(); ++held) {
         HalfOpen file(header.substr(0, held));
-        const Stack node(avi_chunk_push(nullptr, file.stream()));
+        const Stack node = push(file);
         EXPECT_EQ(node != nullptr, held >= 9) << held;
     }
 }
 
 TEST(ChunkPush, CompletesATypeThatTheFileCutsShort) {
     HalfOpen file(list("strl").substr(0, 10));
-    const Stack node(avi_chunk_push(nullptr, file.stream()));
+    const Stack node = push(file);
     ASSERT_NE(node, nullptr);
     EXPECT_EQ(node->list_type.value, 0x7473U);
     EXPECT_EQ(node->cursor, 10);
@@ -69,7 +94,7 @@ TEST(ChunkPush, CompletesATypeThatTheFileCutsShort) {
 TEST(ChunkNext, StopsAtEachHeaderAndStepsOverThePadByte) {
     const Bytes even = chunk("aaaa", "1234"), odd = chunk("bbbb", "123"), empty = chunk("cccc", "");
     HalfOpen file(list("test", even, odd, empty));
-    const Stack node(avi_chunk_push(nullptr, file.stream()));
+    const Stack node = push(file);
     ASSERT_NE(node, nullptr);
 
     EXPECT_EQ(avi_chunk_next(*node).value, id_of("aaaa"));
@@ -86,7 +111,7 @@ TEST(ChunkNext, StopsAtEachHeaderAndStepsOverThePadByte) {
 
 TEST(ChunkNext, GoesOnFromTheCursorWhereverTheStreamIs) {
     HalfOpen file(list("test", chunk("aaaa", "1234"), chunk("bbbb", "")));
-    const Stack node(avi_chunk_push(nullptr, file.stream()));
+    const Stack node = push(file);
     ASSERT_NE(node, nullptr);
     file.move_to(1);
     EXPECT_EQ(avi_chunk_next(*node).value, id_of("aaaa"));
@@ -105,7 +130,7 @@ TEST(ChunkNext, StepsBySizesOf32Bits) {
                        {0xFFFFFFFF, 8}};  // its even form wraps to 0
     for (const auto &c : cases) {
         HalfOpen file(list("test", claiming("aaaa", c.size, "")));
-        const Stack node(avi_chunk_push(nullptr, file.stream()));
+        const Stack node = push(file);
         ASSERT_NE(node, nullptr);
         avi_chunk_next(*node);
         EXPECT_EQ(node->cursor, 12 + c.step) << c.size;
@@ -115,7 +140,7 @@ TEST(ChunkNext, StepsBySizesOf32Bits) {
 
 TEST(ChunkNext, IsZeroAndAnErrorAtTheEndOfTheFile) {
     HalfOpen file(list("test"));
-    const Stack node(avi_chunk_push(nullptr, file.stream()));
+    const Stack node = push(file);
     ASSERT_NE(node, nullptr);
     EXPECT_EQ(avi_chunk_next(*node).value, 0U);
     EXPECT_EQ(node->error, kAviFailed);
@@ -125,7 +150,7 @@ TEST(ChunkNext, IsZeroAndAnErrorAtTheEndOfTheFile) {
 
 TEST(ChunkNext, IsAnErrorWithoutASize) {
     HalfOpen file(list("test") + "aaaa");
-    const Stack node(avi_chunk_push(nullptr, file.stream()));
+    const Stack node = push(file);
     ASSERT_NE(node, nullptr);
     EXPECT_EQ(avi_chunk_next(*node).value, id_of("aaaa"));
     EXPECT_EQ(node->error, kAviFailed);
@@ -134,7 +159,7 @@ TEST(ChunkNext, IsAnErrorWithoutASize) {
 
 TEST(ChunkNext, CompletesASizeThatTheFileCutsShort) {
     HalfOpen file(list("test") + "aaaa\x05");
-    const Stack node(avi_chunk_push(nullptr, file.stream()));
+    const Stack node = push(file);
     ASSERT_NE(node, nullptr);
     EXPECT_EQ(avi_chunk_next(*node).value, id_of("aaaa"));
     EXPECT_EQ(node->error, kAviOk);
@@ -143,7 +168,7 @@ TEST(ChunkNext, CompletesASizeThatTheFileCutsShort) {
 
 TEST(ChunkNext, KeepsAnEarlierError) {
     HalfOpen file(list("test", chunk("aaaa", "")));
-    const Stack node(avi_chunk_push(nullptr, file.stream()));
+    const Stack node = push(file);
     ASSERT_NE(node, nullptr);
     node->error = kAviFailed;
     EXPECT_EQ(avi_chunk_next(*node).value, id_of("aaaa"));
@@ -155,7 +180,7 @@ TEST(ChunkNext, KeepsAnEarlierError) {
 TEST(ChunkAtEnd, ComesEightBytesBeforeTheTrueEnd) {
     HalfOpen file("####" + list("test", chunk("aaaa", "12345678")));
     file.move_to(4);
-    const Stack node(avi_chunk_push(nullptr, file.stream()));
+    const Stack node = push(file);
     ASSERT_NE(node, nullptr);
     ASSERT_EQ(node->size, 20);
     for (const std::int64_t position : {0, 16, 23}) {
@@ -170,7 +195,7 @@ TEST(ChunkAtEnd, ComesEightBytesBeforeTheTrueEnd) {
 
 TEST(ChunkAtEnd, LooksAtTheStreamAndNotAtTheCursor) {
     HalfOpen file(list("test", chunk("aaaa", "12345678")));
-    const Stack node(avi_chunk_push(nullptr, file.stream()));
+    const Stack node = push(file);
     ASSERT_NE(node, nullptr);
     avi_chunk_next(*node);
     EXPECT_GT(node->cursor, node->start + node->size);
@@ -180,19 +205,19 @@ TEST(ChunkAtEnd, LooksAtTheStreamAndNotAtTheCursor) {
 TEST(ChunkAtEnd, IsTrueAtOnceInAListOfAtMostAnEmptyChunk) {
     for (const std::uint32_t size : {0U, 4U, 12U}) {
         HalfOpen file(claiming("LIST", size, "movi00dc....1234"));
-        const Stack node(avi_chunk_push(nullptr, file.stream()));
+        const Stack node = push(file);
         ASSERT_NE(node, nullptr);
         EXPECT_TRUE(avi_chunk_at_end(*node)) << size;
     }
     HalfOpen file(claiming("LIST", 13, "movi00dc....1234"));
-    const Stack node(avi_chunk_push(nullptr, file.stream()));
+    const Stack node = push(file);
     ASSERT_NE(node, nullptr);
     EXPECT_FALSE(avi_chunk_at_end(*node));
 }
 
 TEST(ChunkAtEnd, TakesTheLargestSizesAsSuch) {
     HalfOpen file(claiming("LIST", 0xFFFFFFFF, "movi"));
-    const Stack node(avi_chunk_push(nullptr, file.stream()));
+    const Stack node = push(file);
     ASSERT_NE(node, nullptr);
     file.move_to(0xFFFFFFFELL);
     EXPECT_FALSE(avi_chunk_at_end(*node));
@@ -200,28 +225,40 @@ TEST(ChunkAtEnd, TakesTheLargestSizesAsSuch) {
     EXPECT_TRUE(avi_chunk_at_end(*node));
 }
 
-// What is left of a walk past the end of the file, step by step, against the shortcut.
-TEST(ChunkFinish, EndsWhereEmptyStepsWould) {
-    for (std::uint32_t size = 4; size < 60; ++size) {
-        HalfOpen file(claiming("LIST", size, "test"));
-        const Stack stepped(avi_chunk_push(nullptr, file.stream()));
-        ASSERT_NE(stepped, nullptr);
-        std::int64_t expected = stepped->cursor;
-        while (expected - stepped->size - stepped->start < 0) expected += 8;
+// ---- a walk
 
-        avi_chunk_finish(*stepped);
-        EXPECT_EQ(file.position(), expected) << size;
-        EXPECT_TRUE(avi_chunk_at_end(*stepped)) << size;
-    }
+TEST(Walk, VisitsEachSubChunkUntilTheListEnds) {
+    HalfOpen file(list("test", chunk("aaaa", "1"), chunk("bbbb", "22"), chunk("cccc", "")));
+    const Stack node = push(file);
+    ASSERT_NE(node, nullptr);
+    std::vector<std::uint32_t> visited;
+    FourCC id{};
+    while (avi_walk(*node, id)) visited.push_back(id.value);
+    EXPECT_THAT(visited, testing::ElementsAre(id_of("aaaa"), id_of("bbbb"), id_of("cccc")));
+    EXPECT_EQ(node->error, kAviOk);
+}
+
+TEST(Walk, EndsBehindAHeaderThatCannotBeRead) {
+    HalfOpen file(claiming("LIST", 1000, "test" + chunk("aaaa", "12") + "bbbb"));
+    const Stack node = push(file);
+    ASSERT_NE(node, nullptr);
+    std::vector<std::uint32_t> visited;
+    FourCC id{};
+    while (avi_walk(*node, id)) visited.push_back(id.value);
+    EXPECT_THAT(visited, testing::ElementsAre(id_of("aaaa"), id_of("bbbb")))
+        << "the last one's id is known";
+    EXPECT_EQ(node->error, kAviFailed);
 }
 
 // ---- release
 
 TEST(ChunkPop, ReturnsTheParent) {
     HalfOpen file(list("AVI ", list("hdrl", list("strl"))));
-    ChunkNode *form = avi_chunk_push(nullptr, file.stream());
-    ChunkNode *headers = avi_chunk_push(form, file.stream());
-    EXPECT_EQ(avi_chunk_pop(headers), form);
+    ChunkNode *top = nullptr;
+    ASSERT_EQ(avi_chunk_push(top, file.stream()), kAviOk);
+    ChunkNode *form = top;
+    ASSERT_EQ(avi_chunk_push(top, file.stream()), kAviOk);
+    EXPECT_EQ(avi_chunk_pop(top), form);
     EXPECT_EQ(avi_chunk_pop(form), nullptr);
     EXPECT_EQ(file.position(), 24);
 }
@@ -233,10 +270,8 @@ TEST(ChunkFreeAll, OfNoneDoesNothing) {
 TEST(ChunkFreeAll, FreesEveryNode) {
     HalfOpen file(list("AVI ", list("hdrl", list("strl"))));
     const std::size_t before = file.libc().live_allocations();
-    ChunkNode *node = avi_chunk_push(nullptr, file.stream());
-    node = avi_chunk_push(node, file.stream());
-    node = avi_chunk_push(node, file.stream());
-    ASSERT_NE(node, nullptr);
+    ChunkNode *node = nullptr;
+    for (int i = 0; i < 3; ++i) ASSERT_EQ(avi_chunk_push(node, file.stream()), kAviOk);
     EXPECT_EQ(file.libc().live_allocations(), before + 3);
     avi_chunk_free_all(node);
     EXPECT_EQ(file.libc().live_allocations(), before);
@@ -247,9 +282,9 @@ TEST(ChunkFreeAll, FreesEveryNode) {
 
 TEST(EnterList, MakesTheListInnermostAndLeaveListUndoesIt) {
     HalfOpen reader(list("AVI ", list("hdrl")));
-    ASSERT_TRUE(avi_enter_list(*reader));
+    ASSERT_EQ(avi_enter_list(*reader), kAviOk);
     ChunkNode *form = reader->chunk_top;
-    ASSERT_TRUE(avi_enter_list(*reader));
+    ASSERT_EQ(avi_enter_list(*reader), kAviOk);
     EXPECT_EQ(reader->chunk_top->parent, form);
     EXPECT_EQ(reader->chunk_top->stream, &reader.stream());
     avi_leave_list(*reader);
@@ -258,11 +293,14 @@ TEST(EnterList, MakesTheListInnermostAndLeaveListUndoesIt) {
     EXPECT_EQ(reader->chunk_top, nullptr);
 }
 
-TEST(EnterList, LeavesNoStackWhenTheListCannotBeRead) {
+TEST(EnterList, RefusesTheFileAndKeepsTheStackWhenTheListCannotBeRead) {
     HalfOpen reader(list("AVI ", Bytes("LIST")));
-    ASSERT_TRUE(avi_enter_list(*reader));
-    EXPECT_FALSE(avi_enter_list(*reader));
-    EXPECT_EQ(reader->chunk_top, nullptr);
+    ASSERT_EQ(avi_enter_list(*reader), kAviOk);
+    ChunkNode *form = reader->chunk_top;
+    EXPECT_EQ(avi_enter_list(*reader), kAviFailed);
+    EXPECT_EQ(reader->chunk_top, form);
+    EXPECT_EQ(reader->refusal.reason, AviReason::list_header_cut_short);
+    EXPECT_EQ(reader->refusal.pos, 16);
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // The QRDT and QMNU lists of the first form, and the chunks of theirs that are kept whole.
 #include <gmock/gmock.h>
 
+#include "avi_reader/blob.h"
+#include "avi_reader/extension_lists.h"
 #include "tests/support/half_open.h"
 
 namespace {
@@ -458,15 +460,6 @@ TEST(MenuList, OfTheWrappingSizeLeavesTheStreamFourGigabytesOn) {
 }
 
 // ------------------------------------------------------------------------- reading what was noted
-
-TEST(Blobs, AreReadWithoutMovingTheStream) {
-    HalfOpen reader(form_with(data_list(chunk("MTDA", "payload"))));
-    load_data(reader);
-    avi_file_seek(reader->stream, 5, SEEK_SET);
-    avi_read_blobs(*reader);
-    EXPECT_EQ(reader.position(), 5);
-    EXPECT_EQ(data_bytes(reader->data_blob), "payload");
-}
 
 TEST(Blobs, AreLoadedOnceHoweverManyChunksClaimTheRestOfTheFile) {
     constexpr std::uint32_t kTail = 1 << 20;

@@ -152,13 +152,22 @@ INSTANTIATE_TEST_SUITE_P(Nothing, ChunkKindOf,
 
 // ---- stream numbers
 
-TEST(StreamNumber, IsTwoDecimalDigits) {
-    EXPECT_TRUE(avi_is_stream_number('0', '0'));
-    EXPECT_TRUE(avi_is_stream_number('9', '9'));
-    for (const char other : {'/', ':', 'a', '\0', ' '}) {
-        EXPECT_FALSE(avi_is_stream_number(other, '0')) << other;
-        EXPECT_FALSE(avi_is_stream_number('0', other)) << other;
+TEST(StreamNumber, IsWrittenInTheFirstTwoCharacters) {
+    EXPECT_EQ(avi_stream_number(code("00dc")), 0U);
+    EXPECT_EQ(avi_stream_number(code("07wb")), 7U);
+    EXPECT_EQ(avi_stream_number(code("10wb")), 10U);
+    EXPECT_EQ(avi_stream_number(code("99dc")), 99U);
+    for (const char other : {'/', ':', ' ', 'a', '\xB0', '\xB9', '\0'}) {
+        EXPECT_EQ(avi_stream_number(code(other + "0dc"s)), std::nullopt) << other;
+        EXPECT_EQ(avi_stream_number(code("0"s + other + "dc")), std::nullopt) << other;
     }
+}
+
+TEST(StreamNumber, MayBeWrittenInTheLastTwo) {
+    EXPECT_EQ(avi_trailing_stream_number(code("ix00")), 0U);
+    EXPECT_EQ(avi_trailing_stream_number(code("ix42")), 42U);
+    EXPECT_EQ(avi_trailing_stream_number(code("00dc")), std::nullopt);
+    EXPECT_EQ(avi_trailing_stream_number(code("ix4:")), std::nullopt);
 }
 
 }  // namespace

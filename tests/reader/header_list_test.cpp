@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include "avi_reader/header_list.h"
 #include "tests/support/half_open.h"
 
 namespace {
@@ -140,8 +141,7 @@ TEST(HeaderList, IsRefusedWhenItEndsAtOnce) {
     }
     HalfOpen reader(riff("AVI ", claiming("LIST", 12, "hdrl" + header)));
     reader.enter_first_list();
-    avi_parse_header_list(*reader, false);
-    EXPECT_EQ(reader->chunk_top->error, kAviFailed);
+    EXPECT_EQ(avi_parse_header_list(*reader, false), kAviFailed);
     EXPECT_EQ(reader->main_header.width, 0U) << "it is not read";
     EXPECT_EQ(reader.position(), 24);
 }
@@ -149,8 +149,7 @@ TEST(HeaderList, IsRefusedWhenItEndsAtOnce) {
 TEST(HeaderList, IsReadWhenItEndsOneByteLater) {
     HalfOpen reader(riff("AVI ", claiming("LIST", 13, "hdrl" + avih(kDistinct))));
     reader.enter_first_list();
-    avi_parse_header_list(*reader, false);
-    EXPECT_EQ(reader->chunk_top->error, kAviOk);
+    EXPECT_EQ(avi_parse_header_list(*reader, false), kAviOk);
     expect_distinct(reader->main_header);
     EXPECT_EQ(reader.position(), 24 + 64);
 }
@@ -241,12 +240,12 @@ TEST(HeaderList, TakesAStreamListThatFollowsItDirectly) {
 TEST(HeaderList, VisitsAChunkInItsLastEightBytesOnlyAfterOneThatWasPassedOver) {
     HalfOpen passed_over(riff("AVI ", list("hdrl", avih(), chunk("JUNK", ""), chunk("JUNK", ""))));
     passed_over.enter_first_list();
-    avi_parse_header_list(*passed_over, false);
+    EXPECT_EQ(avi_parse_header_list(*passed_over, false), kAviOk);
     EXPECT_EQ(passed_over.position(), 24 + 64 + 8);
 
     HalfOpen read(riff("AVI ", list("hdrl", avih(), chunk("JUNK", ""))));
     read.enter_first_list();
-    avi_parse_header_list(*read, false);
+    EXPECT_EQ(avi_parse_header_list(*read, false), kAviOk);
     EXPECT_EQ(read.position(), 24 + 64) << "the main header ends where the last chunk starts";
 }
 
@@ -274,16 +273,15 @@ TEST(HeaderList, TakesTheExtendedHeaderFromAnyFirstChunk) {
 TEST(HeaderList, LeavesTheStreamBehindTheExtendedHeadersFirstValue) {
     HalfOpen reader(riff("AVI ", list("hdrl", avih(), list("odml", chunk("dmlh", u32(3))))));
     reader.enter_first_list();
-    avi_parse_header_list(*reader, false);
+    EXPECT_EQ(avi_parse_header_list(*reader, false), kAviOk);
     EXPECT_EQ(reader.position(), 24 + 64 + 12 + 12);
     EXPECT_EQ(reader->total_frames_ext, 3U);
-    EXPECT_EQ(reader->chunk_top->error, kAviOk);
 }
 
 TEST(HeaderList, KeepsTheExtendedHeaderWithoutAValueAtZero) {
     HalfOpen reader(riff("AVI ", list("hdrl", avih(), list("odml", chunk("dmlh", "")))));
     reader.enter_first_list();
-    avi_parse_header_list(*reader, false);
+    EXPECT_EQ(avi_parse_header_list(*reader, false), kAviOk);
     EXPECT_EQ(reader->total_frames_ext, 0U);
 }
 
@@ -291,9 +289,8 @@ TEST(HeaderList, StopsAtAStreamListThatIsRefused) {
     HalfOpen reader(riff(
         "AVI ", list("hdrl", avih(), list("strl", chunk("strf", filler(60))), video_stream())));
     reader.enter_first_list();
-    avi_parse_header_list(*reader, false);
+    EXPECT_EQ(avi_parse_header_list(*reader, false), kAviFailed);
     ASSERT_NE(reader->chunk_top, nullptr);
-    EXPECT_EQ(reader->chunk_top->error, kAviFailed);
     EXPECT_EQ(reader->chunk_top->depth, 3U) << "the refused list stays innermost";
     EXPECT_EQ(reader->stream_count, 1);
     EXPECT_EQ(open_bytes(
@@ -301,15 +298,17 @@ TEST(HeaderList, StopsAtAStreamListThatIsRefused) {
               nullptr);
 }
 
-TEST(HeaderList, LeavesNoInnermostNodeWhenAListCannotBePushed) {
+TEST(HeaderList, StopsAtAListThatCannotBeEntered) {
     // The list's header is cut before its type, after a chunk and after another list.
     for (const Bytes &before : {Bytes(), odml(3)}) {
         for (const Bytes &tail : {Bytes("LIST"), Bytes("LIST@"), "LIST" + u32(64)}) {
             HalfOpen reader("RIFF" + u32(4000) + "AVI " +
                             claiming("LIST", 2000, "hdrl" + avih() + before + tail));
             reader.enter_first_list();
-            avi_parse_header_list(*reader, false);
-            EXPECT_EQ(reader->chunk_top, nullptr);
+            EXPECT_EQ(avi_parse_header_list(*reader, false), kAviFailed);
+            ASSERT_NE(reader->chunk_top, nullptr);
+            EXPECT_EQ(reader->chunk_top->depth, 2U) << "the header list stays innermost";
+            EXPECT_EQ(reader->refusal.reason, AviReason::list_header_cut_short);
         }
     }
 }

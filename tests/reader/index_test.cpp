@@ -1,6 +1,7 @@
 // Where the index of a file is looked for.
 #include <gmock/gmock.h>
 
+#include "avi_reader/index.h"
 #include "tests/support/half_open.h"
 
 namespace {
@@ -94,7 +95,7 @@ TEST(Index, IsNotLookedForBehindAFormThatEndsEarly) {
         HalfOpen reader(claiming("RIFF", static_cast<std::uint32_t>(size), content) +
                         chunk("idx1", ""));
         reader.enter(0);
-        avi_find_index(*reader);
+        avi_find_index(*reader, *reader->chunk_top);
         const bool at_end = size == length(content) - length(kMedia) + 8;
         EXPECT_EQ(reader->index_pos, at_end ? 0 : 8 + length(content));
     }
@@ -109,7 +110,7 @@ TEST(Index, NeedsAByteOfItsSize) {
 TEST(Index, SearchLeavesTheStreamAtTheIndex) {
     HalfOpen reader(riff("AVI ", chunk("JUNK", filler(3)), chunk("idx1", filler(4)), kMedia));
     reader.enter(0);
-    avi_find_index(*reader);
+    avi_find_index(*reader, *reader->chunk_top);
     EXPECT_EQ(reader.position(), 12 + 12);
     EXPECT_EQ(reader->index_pos, 12 + 12);
 }
@@ -118,7 +119,7 @@ TEST(Index, IsNotLookedForInAFormThatMetAnError) {
     HalfOpen reader(riff("AVI ", chunk("idx1", filler(4)), kMedia));
     reader.enter(0);
     reader->chunk_top->error = kAviFailed;
-    avi_find_index(*reader);
+    avi_find_index(*reader, *reader->chunk_top);
     EXPECT_EQ(reader->index_pos, 0);
     EXPECT_EQ(reader.position(), 12);
 }

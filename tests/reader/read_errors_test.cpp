@@ -106,29 +106,29 @@ TEST(DamagedStreamData, RefusesTheListWithTheLookAtWhatFollows) {
 
 // ---- headers of chunks and lists
 
-TEST(DamagedListHeader, MakesNoNode) {
+TEST(DamagedListHeader, RefusesTheFileForWhatCannotBeRead) {
     for (std::int64_t byte = 0; byte <= 8; ++byte) {
         HalfOpen reader(list("hdrl", avih()));
         reader.libc().damage(byte);
-        EXPECT_EQ(avi_chunk_push(nullptr, reader.stream()), nullptr) << byte;
-        EXPECT_TRUE(reader.libc().met_damage()) << byte;
+        EXPECT_EQ(avi_enter_list(*reader), kAviFailed) << byte;
+        EXPECT_EQ(reader->chunk_top, nullptr) << byte;
+        EXPECT_EQ(reader->refusal.reason, AviReason::cannot_read) << byte;
+        EXPECT_EQ(reader->refusal.pos, byte);
     }
 }
 
-// A sector that can be read after all is read.
+// A sector that can be read after all is read, whichever of its bytes was lost at first.
 TEST(DamagedChunkHeader, IsForgottenWhenItIsReadAgain) {
-    for (std::int64_t byte = 0; byte < 5; ++byte) {
+    for (std::int64_t byte = 0; byte < 12; ++byte) {
         HalfOpen reader(filler(12) + claiming("JUNK", 0x01020304, filler(20)));
         reader.libc().damage(12 + byte);
-        FourCC id{};
-        std::uint32_t size = 0;
         reader.move_to(12);
-        avi_read_chunk_header(id, size, reader.stream());
+        EXPECT_EQ(avi_look(reader.stream()).missing, kAviUnreadable) << byte;
         reader.libc().repair();
-        reader.move_to(12);
-        EXPECT_EQ(avi_read_chunk_header(id, size, reader.stream()), kAviOk) << byte;
-        EXPECT_EQ(id.value, avi_fourcc_from_string("JUNK").value) << byte;
-        EXPECT_EQ(size, 0x01020304U) << byte;
+        const AviLook look = avi_look(reader.stream());
+        EXPECT_EQ(look.missing, kAviOk) << byte;
+        EXPECT_EQ(look.id.value, avi_fourcc_from_string("JUNK").value) << byte;
+        EXPECT_EQ(look.size, 0x01020304U) << byte;
     }
 }
 

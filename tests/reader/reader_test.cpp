@@ -1,6 +1,7 @@
 // Opening a file into a record, and closing it.
 #include <gmock/gmock.h>
 
+#include "avi_reader/memory.h"
 #include "tests/support/half_open.h"
 
 namespace {

@@ -62,8 +62,7 @@ TEST(StreamTable, IsLeftAloneByTheListTooMany) {
     HalfOpen reader(list("strl", audio_head() + strn("20") + room()));
     reader->stream_count = kAviMaxStreams;
     reader.enter(0);
-    avi_parse_stream_list(*reader, false);
-    EXPECT_EQ(reader->chunk_top->error, kAviFailed);
+    EXPECT_EQ(avi_parse_stream_list(*reader, false), kAviFailed);
     EXPECT_EQ(reader->stream_count, kAviMaxStreams);
     EXPECT_EQ(reader->audio.count, 0);
     EXPECT_EQ(reader.position(), 12);

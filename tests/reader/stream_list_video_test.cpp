@@ -59,7 +59,7 @@ TEST_P(PictureStream, KeepsWhatHeaderAndFormatSay) {
     EXPECT_EQ(row.has_stream_data, 0U);
     EXPECT_EQ(row.stream_data_word, 0U);
     EXPECT_EQ(row.stream_data_size, 0U);
-    EXPECT_EQ(row.stream_data_pos, 0);
+    EXPECT_EQ(row.stream_data_pos, 0U);
     EXPECT_EQ(row.stream_data, nullptr);
 }
 
@@ -171,7 +171,7 @@ void expect_no_stream_data(const VideoTrack &row) {
     EXPECT_EQ(row.has_stream_data, 0U);
     EXPECT_EQ(row.stream_data_word, 0U);
     EXPECT_EQ(row.stream_data_size, 0U);
-    EXPECT_EQ(row.stream_data_pos, 0);
+    EXPECT_EQ(row.stream_data_pos, 0U);
     EXPECT_EQ(row.stream_data, nullptr);
 }
 
@@ -299,7 +299,7 @@ TEST(VideoStream, OfAFileHasDataNameAndIndex) {
     const AviReader reader = open_bytes(content);
     ASSERT_NE(reader, nullptr);
     const VideoTrack &row = reader->video.rows[0];
-    EXPECT_EQ(row.stream_data_pos, static_cast<std::int32_t>(content.find("strd") + 16));
+    EXPECT_EQ(row.stream_data_pos, content.find("strd") + 16);
     EXPECT_EQ(bytes_at(row.stream_data, 9), filler(9));
     EXPECT_EQ(name_of(row), Bytes("Main film", 10));
     EXPECT_EQ(reader->super_index[0].entries_in_use, 5U);

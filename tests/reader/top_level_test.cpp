@@ -1,6 +1,7 @@
 // The first pass, over the top-level chunks of a file: forms, and menu forms with what they keep.
 #include <gmock/gmock.h>
 
+#include "avi_reader/top_level.h"
 #include "tests/support/half_open.h"
 
 namespace {
@@ -27,7 +28,7 @@ struct Scan {
 
 Scan scan(const Bytes &content) {
     HalfOpen reader(content);
-    const AviStatus status = avi_scan_forms(*reader, reader->stream);
+    const AviStatus status = avi_scan_forms(*reader);
     return {status, reader->form_count, reader->form_menu_pos};
 }
 

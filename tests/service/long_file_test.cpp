@@ -74,14 +74,16 @@ TEST_F(LongFile, IsNoDataFrameAreaFromTheNextPositionOn) {
 
 // Cut to 32 bits, these positions would be small ones, or negative.
 TEST_F(LongFile, DeliversTheRightBytesAtAnyDistance) {
+    const std::int64_t positions[] = {kLast + 100, k4GiB - 50, k4GiB + 3, k4GiB + 0x108};
+    const auto payload = [](std::int64_t position) {
+        return filler(16, static_cast<std::uint32_t>(position & 0xFFFF));
+    };
+    for (const std::int64_t position : positions) put("01wb", position, payload(position));
     const OpenFile file(path());
-    for (const std::int64_t position : {kLast + 100, k4GiB - 50, k4GiB + 3, k4GiB + 0x108}) {
-        put("01wb", position, filler(16, static_cast<std::uint32_t>(position & 0xFFFF)));
+    for (const std::int64_t position : positions) {
         go_to(file, position);
         EXPECT_EQ(file.tell(), -1) << position;
-        EXPECT_EQ(read_at(file, 16, not_data),
-                  filler(16, static_cast<std::uint32_t>(position & 0xFFFF)))
-            << position;
+        EXPECT_EQ(read_at(file, 16, not_data), payload(position)) << position;
         EXPECT_EQ(file.tell(), -1) << position;
     }
 }

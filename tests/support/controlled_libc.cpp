@@ -8,8 +8,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <unordered_map>
-#include <unordered_set>
 
 extern "C" {
 void *__real_malloc(std::size_t size);
@@ -73,16 +73,20 @@ void *map_large(std::size_t size, Block &block) {
     return block.mapping + block.mapped - size;
 }
 
-// Stands for the descriptor that a file in memory does not have.
-constexpr int kMemoryDescriptor = 1 << 20;
-
 struct MemoryFile {
     ControlledLibc *libc;
     off64_t pos;
     std::FILE *file;
 };
 
-std::unordered_set<const std::FILE *> files;
+// Files in memory by what stands for the descriptors that they do not have.
+std::map<int, MemoryFile *> files;
+constexpr int kFirstDescriptor = 1 << 20;
+
+MemoryFile *memory_file(int descriptor) {
+    const auto found = files.find(descriptor);
+    return found == files.end() ? nullptr : found->second;
+}
 
 }  // namespace
 
@@ -129,8 +133,8 @@ struct LibcWrappers {
     static int close(void *cookie) {
         auto *memory = static_cast<MemoryFile *>(cookie);
         --memory->libc->open_files_;
-        files.erase(memory->file);
         const Inside ours;
+        std::erase_if(files, [memory](const auto &entry) { return entry.second == memory; });
         delete memory;
         return 0;
     }
@@ -145,19 +149,11 @@ struct LibcWrappers {
         memory->file = fopencookie(memory, "rb", {read, nullptr, seek, close});
         // The buffer is as large as for a file on disk.
         std::setvbuf(memory->file, nullptr, current->buffered_ ? _IOFBF : _IONBF, 4096);
-        files.insert(memory->file);
+        int descriptor = kFirstDescriptor;
+        while (memory_file(descriptor) != nullptr) ++descriptor;
+        files.emplace(descriptor, memory);
         ++current->open_files_;
         return memory->file;
-    }
-
-    static off64_t measure(ControlledLibc &libc, off64_t offset, int whence) {
-        if (!libc.seekable_) {
-            errno = ESPIPE;
-            return -1;
-        }
-        if (libc.count(Call::seek) == nullptr && whence == SEEK_END) return libc.size() + offset;
-        errno = EIO;
-        return -1;
     }
 
     static void *allocate(std::size_t size) {
@@ -281,10 +277,14 @@ std::FILE *__wrap_fopen64(const char *path, const char *mode) {
 }
 
 int __wrap_fileno(std::FILE *file) {
-    return files.count(file) != 0 ? kMemoryDescriptor : __real_fileno(file);
+    for (const auto &[descriptor, memory] : files) {
+        if (memory->file == file) return descriptor;
+    }
+    return __real_fileno(file);
 }
 
 off64_t __wrap_lseek64(int descriptor, off64_t offset, int whence) {
-    return descriptor == kMemoryDescriptor ? LibcWrappers::measure(*current, offset, whence)
-                                           : __real_lseek64(descriptor, offset, whence);
+    MemoryFile *file = memory_file(descriptor);
+    if (file == nullptr) return __real_lseek64(descriptor, offset, whence);
+    return LibcWrappers::seek(file, &offset, whence) == 0 ? offset : -1;
 }

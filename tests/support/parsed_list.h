@@ -2,6 +2,7 @@
 #ifndef TESTS_SUPPORT_PARSED_LIST_H
 #define TESTS_SUPPORT_PARSED_LIST_H
 
+#include "avi_reader/stream_list.h"
 #include "tests/support/half_open.h"
 
 // A record into which one "strl" list was parsed, and nothing else. The list is the whole file, so
@@ -20,16 +21,18 @@ public:
         : HalfOpen(avi_builder::unpadded("LIST", "strl" + content)) {
         for (const std::int64_t byte : damaged) libc().damage(kHeader + byte);
         enter(0);
-        avi_parse_stream_list(**this, allow_trailing_stream_number);
+        status_ = avi_parse_stream_list(**this, allow_trailing_stream_number);
     }
 
     // How many bytes of the content lie before the position that the parse left.
     [[nodiscard]] std::int64_t consumed() { return position() - kHeader; }
 
-    [[nodiscard]] AviReason reason() const {
-        return refused() ? (*this)->refusal.reason : AviReason::none;
-    }
+    [[nodiscard]] bool refused() const { return status_ != kAviOk; }
+    [[nodiscard]] AviReason reason() const { return (*this)->refusal.reason; }
     [[nodiscard]] const AviStreamRecord &row() const { return (*this)->streams[0]; }
+
+private:
+    AviStatus status_;
 };
 
 // A row's name, its closing 0 included.

@@ -2,7 +2,6 @@
 #ifndef TESTS_SUPPORT_TEST_FILES_H
 #define TESTS_SUPPORT_TEST_FILES_H
 
-#include <memory>
 #include <string>
 
 #include "avi_reader/avi_reader.h"
@@ -41,11 +40,6 @@ private:
     std::string path_;
     int writer_;
 };
-
-struct CloseReader {
-    void operator()(AviReaderState *reader) const { aviin_close(reader); }
-};
-using AviReader = std::unique_ptr<AviReaderState, CloseReader>;
 
 // Opens a file with that content; null when it is refused.
 AviReader open_bytes(const avi_builder::Bytes &content, std::uint32_t open_option = 0);
