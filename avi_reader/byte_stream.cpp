@@ -11,25 +11,22 @@ namespace {
 constexpr std::int64_t kShortGap = 512;
 
 // Where the file now ends, or -1. The descriptor is asked, because the C library's own seek to the
-// end reads the last page; `here`, where the descriptor stands, is where it is put back to.
-std::int64_t end_of_file(int descriptor, std::int64_t here) {
-    const std::int64_t end = lseek64(descriptor, 0, SEEK_END);
-    if (here >= 0) lseek64(descriptor, here, SEEK_SET);
-    return end;
+// end reads the last page.
+std::int64_t end_of_file(AviStream &stream) {
+    stream.file_pos = -1;
+    return lseek64(fileno(stream.file), 0, SEEK_END);
 }
 
 // Takes the C library's file to the position. Every seek of the C library is a system call, even
 // within its buffer, so none is made for a short way forward.
 [[gnu::noinline]] bool follow(AviStream &stream) {
-    if (stream.ahead > 0 && stream.ahead <= kShortGap) {
-        char gap[kShortGap];
-        const auto count = static_cast<std::size_t>(stream.ahead);
-        stream.ahead -= static_cast<std::int64_t>(fread_unlocked(gap, 1, count, stream.file));
-        if (stream.ahead == 0) return true;
+    const std::int64_t gap = stream.pos - stream.file_pos;
+    if (stream.file_pos >= 0 && gap > 0 && gap <= kShortGap) {
+        char skipped[kShortGap];
+        const auto count = static_cast<std::size_t>(gap);
+        if (fread_unlocked(skipped, 1, count, stream.file) == count) return true;
     }
-    if (fseeko64(stream.file, stream.pos, SEEK_SET) != 0) return false;
-    stream.ahead = 0;
-    return true;
+    return fseeko64(stream.file, stream.pos, SEEK_SET) == 0;
 }
 
 constexpr std::size_t kRoom = sizeof AviStream::seen;
@@ -61,9 +58,13 @@ void remember(AviStream &stream, const unsigned char *bytes, std::size_t count) 
 }
 
 std::size_t read_file(AviStream &stream, unsigned char *bytes, std::size_t count) {
-    if (stream.ahead != 0 && !follow(stream)) return 0;
+    if (stream.pos != stream.file_pos && !follow(stream)) {
+        stream.file_pos = -1;
+        return 0;
+    }
     const std::size_t got = fread_unlocked(bytes, 1, count, stream.file);
     stream.pos += static_cast<std::int64_t>(got);
+    stream.file_pos = stream.pos;
     // The C library would take the end for final; a file may grow.
     if (got < count) clearerr_unlocked(stream.file);
     return got;
@@ -86,7 +87,7 @@ AviStream avi_file_open(const char *path) {
     if (stream.file == nullptr) return stream;
     // One caller at a time uses a stream, so its lock would only cost.
     __fsetlocking(stream.file, FSETLOCKING_BYCALLER);
-    stream.size = end_of_file(fileno(stream.file), 0);
+    stream.size = end_of_file(stream);
     return stream;
 }
 
@@ -101,8 +102,7 @@ AviStatus avi_file_seek(AviStream &stream, std::int64_t offset, int whence) {
     if (whence == SEEK_CUR) {
         base = stream.pos;
     } else if (whence == SEEK_END) {
-        const int descriptor = fileno(stream.file);
-        base = end_of_file(descriptor, lseek64(descriptor, 0, SEEK_CUR));
+        base = end_of_file(stream);
         if (base < 0) return kAviFailed;
     } else if (whence != SEEK_SET) {
         return kAviFailed;

@@ -20,10 +20,10 @@
 // nothing from the file.
 struct AviStream {
     std::FILE *file;
-    std::int64_t size;  // as measured at open: parsing goes no further, whatever the file declares;
-                        // -1 for a file without positions, such as a pipe
-    std::int64_t pos;   // from the start of the file
-    std::int64_t ahead;  // how far `pos` is ahead of where `file` stands
+    std::int64_t size;      // as measured at open: parsing goes no further, whatever the file
+                            // declares; -1 for a file without positions, such as a pipe
+    std::int64_t pos;       // from the start of the file
+    std::int64_t file_pos;  // where `file` stands; -1 when it has to be sent to be known
 
     std::int64_t unreadable_pos;  // where the last read stopped that failed short of the end
 
@@ -46,7 +46,6 @@ AviStatus avi_file_close(AviStream &stream);
 
 // Sets the position, which is not negative. Past the end is allowed: there is nothing to read.
 inline void avi_file_go(AviStream &stream, std::int64_t pos) {
-    stream.ahead += pos - stream.pos;
     stream.pos = pos;
 }
 
