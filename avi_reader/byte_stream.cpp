@@ -32,29 +32,32 @@ std::int64_t end_of_file(int descriptor, std::int64_t here) {
     return true;
 }
 
+constexpr std::size_t kRoom = sizeof AviStream::seen;
+
 // Takes what is remembered of the `count` bytes at the position.
 std::size_t recall(AviStream &stream, unsigned char *bytes, std::size_t count) {
-    const std::int64_t into = stream.pos - stream.seen_pos;
-    if (into < 0 || into >= static_cast<std::int64_t>(stream.seen_count)) return 0;
-    const auto offset = static_cast<std::size_t>(into);
-    const std::size_t taken = std::min(count, stream.seen_count - offset);
-    std::memcpy(bytes, stream.seen + offset, taken);
+    const std::int64_t known = stream.seen_end - stream.pos;
+    if (known <= 0 || known > stream.seen_count) return 0;
+    const std::size_t taken = std::min(count, static_cast<std::size_t>(known));
+    std::memcpy(bytes, stream.seen + kRoom - known, taken);
     avi_file_go(stream, stream.pos + static_cast<std::int64_t>(taken));
     return taken;
 }
 
-// Remembers the last of `count` bytes that end at the position, and of what is remembered as much
-// before them as there is room for.
+// Remembers the last of `count` bytes that end at the position, behind what is remembered up to
+// them.
 void remember(AviStream &stream, const unsigned char *bytes, std::size_t count) {
-    const std::int64_t start = stream.pos - static_cast<std::int64_t>(count);
-    const std::int64_t seen_end = stream.seen_pos + static_cast<std::int64_t>(stream.seen_count);
-    const std::size_t added = std::min(count, sizeof stream.seen);
-    std::size_t kept = 0;
-    if (start == seen_end) kept = std::min(stream.seen_count, sizeof stream.seen - added);
-    std::memmove(stream.seen, stream.seen + stream.seen_count - kept, kept);
-    std::memcpy(stream.seen + kept, bytes + count - added, added);
-    stream.seen_count = kept + added;
-    stream.seen_pos = stream.pos - static_cast<std::int64_t>(stream.seen_count);
+    if (count < kRoom) {
+        const bool joined = stream.seen_end == stream.pos - static_cast<std::int64_t>(count);
+        const std::size_t all = (joined ? stream.seen_count : 0) + count;
+        std::memmove(stream.seen, stream.seen + count, kRoom - count);
+        std::memcpy(stream.seen + kRoom - count, bytes, count);
+        stream.seen_count = static_cast<std::uint32_t>(std::min(all, kRoom));
+    } else {
+        std::memcpy(stream.seen, bytes + count - kRoom, kRoom);
+        stream.seen_count = kRoom;
+    }
+    stream.seen_end = stream.pos;
 }
 
 std::size_t read_file(AviStream &stream, unsigned char *bytes, std::size_t count) {
@@ -118,12 +121,12 @@ std::size_t avi_file_read(AviStream &stream, void *destination, std::size_t coun
 }
 
 AviChunkHeader avi_look_back(AviStream &stream) {
-    alignas(std::uint32_t) unsigned char bytes[kChunkHeaderSize]{};
-    const std::int64_t pos = stream.pos;
-    avi_file_go(stream, pos - kChunkHeaderSize);
-    if (recall(stream, bytes, sizeof bytes) < sizeof bytes) {
-        avi_file_go(stream, pos - kChunkHeaderSize);
-        avi_file_read(stream, bytes, sizeof bytes);
+    alignas(std::uint32_t) unsigned char read[kChunkHeaderSize]{};
+    const unsigned char *bytes = stream.seen + kRoom - kChunkHeaderSize;
+    if (stream.seen_end != stream.pos || stream.seen_count < kChunkHeaderSize) {
+        avi_file_go(stream, stream.pos - kChunkHeaderSize);
+        read_file(stream, read, sizeof read);
+        bytes = read;
     }
     return {{avi_get_u32le(bytes)}, avi_get_u32le(bytes + 4)};
 }
@@ -146,7 +149,7 @@ AviStatus avi_skip_bytes(std::uint32_t count, AviStream &stream) {
 
 std::size_t avi_read_layout(unsigned char *bytes, std::size_t count, AviStream &stream) {
     const std::size_t got = read_measured(stream, bytes, count);
-    std::memset(bytes + got, 0, count - got);
+    if (got < count) std::memset(bytes + got, 0, count - got);
     return got;
 }
 
@@ -170,9 +173,9 @@ AviLook avi_look(AviStream &stream) {
     alignas(std::uint32_t) unsigned char bytes[kListHeaderSize];
     const std::int64_t pos = stream.pos;
     const std::size_t count = avi_read_layout(bytes, sizeof bytes, stream);
-    const AviStatus missing = count == sizeof bytes ? kAviOk : avi_read_failure(stream);
-    // Only a whole one is worth remembering: a size that was cut short is not to be met again.
-    if (count == sizeof bytes) remember(stream, bytes, count);
+    const bool whole = count == sizeof bytes;
+    const AviStatus missing = whole ? kAviOk : avi_read_failure(stream);
+    if (whole) remember(stream, bytes, count);  // a size cut short is not to be met again
     avi_file_go(stream, pos);
     return {{avi_get_u32le(bytes)}, avi_get_u32le(bytes + 4), count, missing};
 }

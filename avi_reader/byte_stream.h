@@ -27,9 +27,10 @@ struct AviStream {
 
     std::int64_t unreadable_pos;  // where the last read stopped that failed short of the end
 
-    std::int64_t seen_pos;  // position of the bytes remembered
-    std::size_t seen_count;
-    unsigned char seen[kListHeaderSize];
+    // The bytes remembered are the last `seen_count` of `seen`; `seen_end` is the position behind.
+    alignas(std::uint32_t) unsigned char seen[kListHeaderSize];
+    std::uint32_t seen_count;
+    std::int64_t seen_end;
 };
 
 // Opens `path` for reading at position 0. The stream's file is null when it cannot be opened.
@@ -113,27 +114,27 @@ struct AviLayout {
     std::size_t last;   // offset of the last one taken
 };
 
-constexpr void avi_decode(std::uint8_t &value, const unsigned char *bytes) {
+[[gnu::always_inline]] constexpr void avi_decode(std::uint8_t &value, const unsigned char *bytes) {
     value = *bytes;
 }
-constexpr void avi_decode(std::uint16_t &value, const unsigned char *bytes) {
+[[gnu::always_inline]] constexpr void avi_decode(std::uint16_t &value, const unsigned char *bytes) {
     value = avi_get_u16le(bytes);
 }
-constexpr void avi_decode(std::uint32_t &value, const unsigned char *bytes) {
+[[gnu::always_inline]] constexpr void avi_decode(std::uint32_t &value, const unsigned char *bytes) {
     value = avi_get_u32le(bytes);
 }
-constexpr void avi_decode(FourCC &value, const unsigned char *bytes) {
+[[gnu::always_inline]] constexpr void avi_decode(FourCC &value, const unsigned char *bytes) {
     value = {avi_get_u32le(bytes)};
 }
 
 template <typename Field>
-constexpr void avi_take(Field &field, AviLayout &layout) {
+[[gnu::always_inline]] constexpr void avi_take(Field &field, AviLayout &layout) {
     if (layout.next < layout.there) avi_decode(field, layout.bytes + layout.next);
     layout.last = layout.next;
     layout.next += sizeof(Field);
 }
 template <typename Element, std::size_t Count>
-constexpr void avi_take(Element (&field)[Count], AviLayout &layout) {
+[[gnu::always_inline]] constexpr void avi_take(Element (&field)[Count], AviLayout &layout) {
     for (Element &element : field) avi_take(element, layout);
 }
 

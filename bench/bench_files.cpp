@@ -107,7 +107,8 @@ bool holds_media(const std::string &id) {
 void collect_media(std::FILE *file, std::int64_t pos, std::int64_t end,
                    std::vector<MediaChunk> &chunks) {
     Header header;
-    while (pos + 8 <= end && fseeko(file, pos, SEEK_SET) == 0 && read_header(file, header)) {
+    while (pos + 8 <= end && fseeko(file, static_cast<off_t>(pos), SEEK_SET) == 0 &&
+           read_header(file, header)) {
         const std::int64_t payload = pos + 8;
         if (is_list(header.id)) {
             collect_media(file, payload + 4, std::min(end, payload + header.size), chunks);
@@ -157,14 +158,14 @@ Bytes with_chunks(int chunks) {
     return film_with(extension);
 }
 
-Bytes with_pictures(std::uint32_t size, std::uint32_t total) {
+Bytes with_pictures(std::uint32_t size, std::uint32_t total, const Bytes &before_movi) {
     Media media;
     const std::uint32_t pictures = total / size;
     const Bytes payload = filler(size);
     for (std::uint32_t i = 0; i < pictures; ++i) media.add("00dc", payload);
     return riff("AVI ",
                 list("hdrl", avih({.total_frames = pictures}), video_stream(video(pictures))),
-                list("movi", media.chunks), chunk("idx1", media.index));
+                before_movi, list("movi", media.chunks), chunk("idx1", media.index));
 }
 
 Bytes with_stream_data(std::uint32_t size) {

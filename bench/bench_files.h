@@ -29,7 +29,7 @@ Bytes with_streams(int streams);
 Bytes with_chunks(int chunks);
 
 // Pictures of `size` bytes each, `total` bytes of them in all.
-Bytes with_pictures(std::uint32_t size, std::uint32_t total);
+Bytes with_pictures(std::uint32_t size, std::uint32_t total, const Bytes &before_movi = {});
 
 // One large chunk that open loads: stream data, a data list's, a menu list's.
 Bytes with_stream_data(std::uint32_t size);

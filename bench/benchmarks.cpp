@@ -1,9 +1,10 @@
 // The plug-in beside what else could read the same bytes, in one run.
 //
-//     benchmarks PLUG-IN FOLDER [--benchmark_...]
+//     benchmarks PLUG-IN FOLDER [--before=PLUG-IN] [--benchmark_...]
 //
 // A benchmark is named "group/file/who". "ours" is the plug-in; scripts/bench turns the others into
-// ratios. FOLDER holds the films that ffmpeg made, if any; the other files are written to it.
+// ratios. "before" is another build of it, such as the one before a change. FOLDER holds the films
+// that ffmpeg made, if any; the other files are written to it.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <malloc.h>
@@ -28,7 +29,11 @@ namespace {
 using bench_files::MediaChunk;
 using benchmark::State;
 
-PlugIn plug_in;
+struct Build {
+    const char *who;
+    PlugIn plug_in;
+};
+std::vector<Build> builds;  // ours, and the one before it if there is one
 std::string folder;
 
 struct CloseStream {
@@ -42,17 +47,18 @@ Stream open_stream(const std::string &path) {
     return stream;
 }
 
-struct CloseHandle {
-    void operator()(SvcFileHandle *handle) const { plug_in.close(handle); }
-};
-using Handle = std::unique_ptr<SvcFileHandle, CloseHandle>;
+using Handle = std::unique_ptr<SvcFileHandle, decltype(PlugIn::close)>;
 
-Handle open_ours(const std::string &path) {
+Handle open_with(const PlugIn &plug_in, const std::string &path) {
     SvcFileHandle *handle = nullptr;
     if (plug_in.open(path.c_str(), &handle) != DRM_SVC_SORN_OK) {
         throw std::runtime_error("refused: " + path);
     }
-    return Handle(handle);
+    return Handle(handle, plug_in.close);
+}
+
+Handle open_ours(const std::string &path) {
+    return open_with(builds[0].plug_in, path);
 }
 
 struct CloseDescriptor {
@@ -93,9 +99,16 @@ auto repeat(Once once) {
 
 // ---- open and close
 
+void add_builds(const std::string &group, const std::string &file) {
+    const std::string path = folder + "/" + file;
+    for (const Build &build : builds) {
+        add(group, file, build.who, repeat([&build, path] { open_with(build.plug_in, path); }));
+    }
+}
+
 void add_opens(const std::string &group, const std::string &file) {
     const std::string path = folder + "/" + file;
-    add(group, file, "ours", repeat([path] { open_ours(path); }));
+    add_builds(group, file);
     add(group, file, "libavformat", repeat([path] { open_input(path); }));
     add(group, file, "fopen_fclose", repeat([path] { open_stream(path); }));
     add(group, file, "walker_pread", repeat([path] {
@@ -133,7 +146,8 @@ auto pass(const std::shared_ptr<Film> &film, Play play) {
     };
 }
 
-void play_ours(SvcFileHandle *handle, const MediaChunk &chunk, char *buffer) {
+void play_with(const PlugIn &plug_in, SvcFileHandle *handle, const MediaChunk &chunk,
+               char *buffer) {
     std::uint32_t count = 0;
     plug_in.seek(handle, static_cast<std::int32_t>(chunk.pos), SEEK_SET);
     plug_in.read(handle, buffer, chunk.size, &count);
@@ -163,13 +177,16 @@ void read_all_packets(State &state, const std::string &path) {
 
 void add_passes(const std::string &file) {
     const auto film = std::make_shared<Film>(file);
-    const std::shared_ptr<SvcFileHandle> handle = open_ours(film->path);
     const std::shared_ptr<std::FILE> stream = open_stream(film->path);
     const auto descriptor = std::make_shared<CloseDescriptor>(film->path);
 
-    add("pass", file, "ours", pass(film, [handle](const MediaChunk &chunk, char *buffer) {
-            play_ours(handle.get(), chunk, buffer);
-        }));
+    for (const Build &build : builds) {
+        const std::shared_ptr<SvcFileHandle> handle = open_with(build.plug_in, film->path);
+        add("pass", file, build.who,
+            pass(film, [&build, handle](const MediaChunk &chunk, char *buffer) {
+                play_with(build.plug_in, handle.get(), chunk, buffer);
+            }));
+    }
     add("pass", file, "same_calls", pass(film, [stream](const MediaChunk &chunk, char *buffer) {
             play_same_calls(stream.get(), chunk, buffer);
         }));
@@ -190,7 +207,7 @@ constexpr std::uint32_t kLoaded = 1 << 20;
 void add_loads(const std::string &file, const bench_files::Bytes &content) {
     const std::string path = folder + "/" + file;
     bench_files::write_file(path, content);
-    add("load", file, "ours", repeat([path] { open_ours(path); }));
+    add_builds("load", file);
     add("load", file, "fread_whole", repeat([path] {
             const Stream stream = open_stream(path);
             const std::unique_ptr<void, void (*)(void *)> buffer(std::malloc(kLoaded), std::free);
@@ -218,7 +235,7 @@ void add_threads(const std::string &file) {
                 std::vector<char> buffer = film->buffer();
                 for (auto _ : state) {
                     for (const MediaChunk &chunk : film->chunks) {
-                        play_ours(handle.get(), chunk, buffer.data());
+                        play_with(builds[0].plug_in, handle.get(), chunk, buffer.data());
                     }
                 }
                 state.SetItemsProcessed(state.iterations() *
@@ -235,9 +252,10 @@ void add_memory(const std::string &file) {
         constexpr int kHandles = 100;
         std::size_t used = 0;
         for (auto _ : state) {
-            std::vector<Handle> handles(kHandles);
+            std::vector<Handle> handles;
+            handles.reserve(kHandles);
             const std::size_t before = mallinfo2().uordblks;
-            for (Handle &handle : handles) handle = open_ours(path);
+            for (int i = 0; i < kHandles; ++i) handles.push_back(open_ours(path));
             used = mallinfo2().uordblks - before;
         }
         state.counters["bytes_each"] = static_cast<double>(used) / kHandles;
@@ -291,23 +309,28 @@ void add_all() {
 
 int main(int argc, char **argv) {
     if (argc < 3) {
-        std::fputs("usage: benchmarks PLUG-IN FOLDER [--benchmark_...]\n", stderr);
+        std::fputs("usage: benchmarks PLUG-IN FOLDER [--before=PLUG-IN] [--benchmark_...]\n",
+                   stderr);
         return 2;
     }
     // As a media service, a process that has had threads: the C library then takes its locks.
     std::thread([] {}).join();
     av_log_set_level(AV_LOG_QUIET);
+    char *program = argv[0];
     try {
-        plug_in = load_plug_in(argv[1]);
+        builds.push_back({"ours", load_plug_in(argv[1])});
+        const bool two = argc > 3 && std::strncmp(argv[3], "--before=", 9) == 0;
+        if (two) builds.push_back({"before", load_plug_in(argv[3] + 9)});
         folder = argv[2];
         add_all();
+        argc -= two ? 3 : 2;
+        argv += two ? 3 : 2;
+        argv[0] = program;
     } catch (const std::exception &error) {
         std::fprintf(stderr, "benchmarks: %s\n", error.what());
         return 1;
     }
-    argv[2] = argv[0];
-    argc -= 2;
-    benchmark::Initialize(&argc, argv + 2);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv + 2)) return 2;
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
     benchmark::RunSpecifiedBenchmarks();
 }

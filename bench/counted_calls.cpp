@@ -93,6 +93,12 @@ public:
         count(name_ + " pass", [&] {
             for (const MediaChunk &chunk : chunks_) play(chunk);
         });
+        count(name_ + " pass with headers", [&] {
+            for (const MediaChunk &chunk : chunks_) {
+                play({chunk.pos - 8, 8});
+                play(chunk);
+            }
+        });
         close();
     }
 

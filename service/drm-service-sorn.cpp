@@ -80,7 +80,7 @@ int64_t drm_svc_sorn_open_file(const char *path, SvcFileHandle **new_handle) {
         SVC_LOG_ERROR("[DRM-ERROR]No input fileame specified.\n");
         return DRM_SVC_SORN_CANNOT_OPEN;
     }
-    Handle handle(static_cast<SvcFileHandle *>(std::malloc(sizeof(SvcFileHandle))));
+    Handle handle(static_cast<SvcFileHandle *>(std::calloc(1, sizeof(SvcFileHandle))));
     if (handle == nullptr) return DRM_SVC_SORN_NO_MEMORY;
     handle->reader = aviin_open(path, 0);
     if (handle->reader == nullptr) {
