@@ -182,6 +182,148 @@ TEST(DamagedPayload, IsKeptUpToTheDamage) {
     }
 }
 
+// A payload's damage is no error of the walk, which goes on to the chunks behind it.
+TEST(DamagedPayload, DoesNotEndTheWalk) {
+    const Bytes first = chunk("MTDA", filler(20)) + chunk("JUNK", filler(20));
+    const Bytes menus = chunk("MENU", filler(20)) + chunk("MRIF", filler(20));
+    const Bytes content = riff("AVI ", data_list(first, chunk("MTDA", "last")),
+                               menu_list(menus, chunk("MENU", "last")), kHeaders, kMedia);
+    const std::int64_t data = 12 + 12 + 8;
+    const std::int64_t menu = data + 20 + 8 + 20 + 12 + 12 + 8;
+    const DamagedFile file(content, {data, data + 19, data + 28, menu, menu + 7, menu + 28});
+    ASSERT_TRUE(file.opened());
+    EXPECT_EQ(data_bytes(file->data_blob), "last");
+    EXPECT_EQ(menu_bytes(file->menu_blob), chunk("MENU", "last"));
+    EXPECT_EQ(file->form_count, 2U);
+    EXPECT_EQ(file->stream_count, 1);
+}
+
+// As the end of the file does, the rest of the list counting as empty.
+TEST(DamagedHeader, EndsTheWalkOfAnExtensionList) {
+    const Bytes data = data_list(chunk("MTDA", "kept"), chunk("JUNK", filler(8)),
+                                 chunk("MTDA", "behind the damage"));
+    const Bytes menus = menu_list(chunk("MENU", "kept"), chunk("JUNK", filler(8)),
+                                  chunk("MENU", "behind the damage"));
+    for (std::int64_t byte = 0; byte <= 4; ++byte) {
+        const std::int64_t second = 12 + 12 + 12 + byte;
+        const DamagedFile file(riff("AVI ", data, menus, kHeaders, kMedia),
+                               {second, second + length(data)});
+        ASSERT_TRUE(file.opened()) << byte;
+        EXPECT_EQ(file->data_blob.present, 1) << byte;
+        EXPECT_EQ(data_bytes(file->data_blob), "kept") << byte;
+        EXPECT_EQ(file->menu_blob.present, 1) << byte;
+        EXPECT_EQ(menu_bytes(file->menu_blob), chunk("MENU", "kept")) << byte;
+        EXPECT_EQ(file->stream_count, 1) << byte;
+    }
+}
+
+TEST(DamagedHeader, OfAMenuFormsChunkEndsTheWalkOverTheForm) {
+    const Bytes plain = riff("AVI ", kHeaders, kMedia);
+    const Bytes content = plain + menu_form(unpadded("MENU", "kept"), unpadded("MENU", "lost")) +
+                          riff("AVIX", kMedia);
+    for (std::int64_t byte = 0; byte <= 4; ++byte) {
+        const DamagedFile file(content, {length(plain) + 24 + 12 + byte});
+        ASSERT_TRUE(file.opened()) << byte;
+        EXPECT_EQ(menu_bytes(file->form_menu_blob), unpadded("MENU", "kept")) << byte;
+        EXPECT_EQ(file->form_count, 3U) << byte;
+    }
+}
+
+TEST(DamagedHeader, InFrontOfTheMediaRefusesTheFile) {
+    const Bytes content = riff("AVI ", kHeaders, chunk("JUNK", filler(20)), kMedia);
+    const std::int64_t junk = 12 + length(kHeaders);
+    for (const std::int64_t byte : {junk, junk + 1, junk + 4, junk + 28, junk + 32, junk + 36}) {
+        const DamagedFile file(content, {byte});
+        ASSERT_FALSE(file.opened()) << byte;
+        EXPECT_EQ(file.refusal().reason, AviReason::cannot_read) << byte;
+        EXPECT_EQ(file.refusal().pos, byte);
+    }
+}
+
+TEST(DamagedHeader, BehindTheMediaHidesTheIndexOnly) {
+    const Bytes before = riff("AVI ", kHeaders, kMedia);
+    const Bytes content =
+        riff("AVI ", kHeaders, kMedia, chunk("JUNK", filler(20)), chunk("idx1", filler(16)));
+    const DamagedFile whole(content, {});
+    EXPECT_EQ(whole->index_pos, length(before) + 28);
+    for (const std::int64_t byte : {0, 4, 28, 32}) {
+        const DamagedFile file(content, {length(before) + byte});
+        ASSERT_TRUE(file.opened()) << byte;
+        EXPECT_EQ(file->index_pos, 0) << byte;
+    }
+}
+
+TEST(DamagedTopLevel, RefusesTheFileForAnIdOrASize) {
+    const Bytes plain = riff("AVI ", kHeaders, kMedia);
+    const Bytes content = plain + unpadded("JUNK", filler(8)) + riff("AVIX", kMedia);
+    for (const std::int64_t byte : {0, 1, 4, 16}) {
+        const DamagedFile file(content, {length(plain) + byte});
+        ASSERT_FALSE(file.opened()) << byte;
+        EXPECT_EQ(file.refusal().reason, AviReason::cannot_read) << byte;
+        EXPECT_EQ(file.refusal().pos, length(plain) + byte);
+    }
+}
+
+// It is a form all the same, and what comes next is looked for right behind its header.
+TEST(DamagedTopLevel, CountsAFormWhoseSizeCannotBeRead) {
+    const Bytes plain = riff("AVI ", kHeaders, kMedia);
+    const Bytes later = "RIFF" + u32(0) + "JUNK" + u32(0) + riff("AVIX", kMedia);
+    const DamagedFile file(plain + later, {length(plain) + 4});
+    ASSERT_TRUE(file.opened());
+    EXPECT_EQ(file->form_count, 3U);
+}
+
+TEST(DamagedTopLevel, IsNotMetFromALaterFormsTypeToTheTypeOfItsFirstList) {
+    const Bytes plain = riff("AVI ", kHeaders, kMedia);
+    const Bytes content =
+        plain + menu_form(unpadded("MRIF", ""), unpadded("MENU", "kept")) + riff("AVIX", kMedia);
+    const DamagedFile whole(content, {});
+    for (std::int64_t byte = 8; byte < 20; ++byte) {
+        const DamagedFile file(content, {length(plain) + byte});
+        ASSERT_TRUE(file.opened()) << byte;
+        EXPECT_EQ(file.text(), whole.text()) << byte;
+        EXPECT_EQ(menu_bytes(file->form_menu_blob), unpadded("MENU", "kept")) << byte;
+    }
+    const DamagedFile unknown(content, {length(plain) + 20});
+    ASSERT_TRUE(unknown.opened());
+    EXPECT_EQ(unknown->form_menu_pos, 0) << "a form whose list has no type is no menu";
+    EXPECT_EQ(unknown->form_count, 3U);
+}
+
+TEST(DamagedMainHeader, IsTakenAsFarAsItGoes) {
+    const Bytes content =
+        riff("AVI ", list("hdrl", avih({.flags = 3, .width = 320, .height = 240}), video_stream()),
+             kMedia);
+    const auto height = static_cast<std::int64_t>(content.find("avih")) + 8 + 36;
+    const DamagedFile file(content, {height});
+    ASSERT_TRUE(file.opened());
+    EXPECT_EQ(file->main_header.flags, 3U);
+    EXPECT_EQ(file->main_header.width, 320U);
+    EXPECT_EQ(file->main_header.height, 0U);
+    EXPECT_EQ(file->stream_count, 1) << "the walk goes on behind it";
+}
+
+// Everything that refuses a file for a read error says so, and where.
+TEST(DamagedHeaderList, TellsTheByteThatCannotBeRead) {
+    const Bytes streams =
+        video_stream({.strd = strd(1, "data"), .name = "film"}) + audio_stream({.name = "sound"});
+    const Bytes content = riff("AVI ", list("hdrl", avih(), streams), kMedia);
+    const auto at = [&](const char *id, std::int64_t offset) {
+        return static_cast<std::int64_t>(content.find(id)) + offset;
+    };
+    for (const std::int64_t byte :
+         {at("RIFF", 0),  at("AVI ", 0),  at("hdrl", -8), at("hdrl", -4), at("hdrl", 0),
+          at("avih", 0),  at("avih", 4),  at("strl", -8), at("strl", -4), at("strl", 0),
+          at("strh", 0),  at("strh", 4),  at("strh", 20), at("strf", 0),  at("strf", 4),
+          at("strf", 20), at("strd", 0),  at("strd", 8),  at("strd", 16), at("strn", 0),
+          at("strn", 8),  at("strn", 12), at("movi", -8), at("movi", 0)}) {
+        const DamagedFile file(content, {byte});
+        ASSERT_FALSE(file.opened()) << byte;
+        EXPECT_EQ(file.refusal().reason, AviReason::cannot_read) << byte;
+        EXPECT_EQ(file.refusal().pos, byte);
+    }
+}
+
 TEST(DamagedMedia, IsNotMet) {
     const Bytes content = rich_file();
     const auto media = static_cast<std::int64_t>(content.find("movi"));

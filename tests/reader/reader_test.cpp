@@ -3,6 +3,7 @@
 
 #include "avi_reader/memory.h"
 #include "tests/support/half_open.h"
+#include "tests/support/record_checks.h"
 
 namespace {
 
@@ -143,6 +144,46 @@ TEST(Open, RefusesWhatCannotBeOpenedOrRead) {
     EXPECT_EQ(aviin_open("", 0), nullptr);
     EXPECT_EQ(aviin_open("/", 0), nullptr) << "a directory opens and cannot be read";
     EXPECT_EQ(aviin_open("/dev/null", 0), nullptr);
+}
+
+TEST(Open, RefusesAPipeWithoutWaitingForIt) {
+    for (const Bytes &content : {Bytes(), rich_file()}) {
+        const Pipe pipe(content);
+        AviRefusal refusal{};
+        EXPECT_EQ(aviin_open(pipe.path(), 0, &refusal), nullptr);
+        EXPECT_NE(refusal.reason, AviReason::none);
+        EXPECT_NE(refusal.reason, AviReason::no_memory);
+    }
+}
+
+// As files of the kernel do, whose content is made when it is read.
+TEST(Open, RefusesAFileThatReportsNoBytesAndHasSome) {
+    const Bytes content = rich_file();
+    ControlledLibc libc(content);
+    libc.claim_size(0);
+    AviRefusal refusal{};
+    EXPECT_EQ(aviin_open("any", 0, &refusal), nullptr);
+    EXPECT_EQ(refusal.reason, AviReason::list_header_cut_short);
+    EXPECT_EQ(refusal.pos, 0);
+
+    AviRefusal of_the_kernel{};
+    EXPECT_EQ(aviin_open("/proc/sys/kernel/ostype", 0, &of_the_kernel), nullptr);
+    EXPECT_EQ(of_the_kernel.reason, AviReason::list_header_cut_short);
+}
+
+// A recording is opened while it is written: what was not there when its size was measured is not
+// parsed, even when it is there by the time that it is come to.
+TEST(Open, MakesOfAGrowingFileWhatItMadeOfItsMeasuredPart) {
+    const Bytes content = rich_file();
+    for (std::size_t measured = 0; measured < content.size(); ++measured) {
+        ControlledLibc growing(content);
+        growing.claim_size(static_cast<std::int64_t>(measured));
+        const AviReader grown(aviin_open("any", 0));
+        const AviReader cut = open_bytes(content.substr(0, measured));
+        ASSERT_EQ(grown == nullptr, cut == nullptr) << measured;
+        if (cut == nullptr) continue;
+        ASSERT_EQ(describe(*grown), describe(*cut)) << measured;
+    }
 }
 
 // ---- the walk over the first form
@@ -417,6 +458,115 @@ TEST(OutOfMemory, RefusesTheFileForWantOfTheRecordOrANode) {
             EXPECT_EQ(reader.refusal().reason, AviReason::no_memory) << failing;
         }
     }
+}
+
+// A file of everything that is kept in a buffer of its own, each with a size that nothing else has.
+Bytes kept_buffers() {
+    const Bytes streams = video_stream({.strd = strd(7, filler(301)),
+                                        .name = filler(311),
+                                        .index = SuperIndex{.entries_in_use = 5, .entries = ""}}) +
+                          audio_stream({.name = filler(321),
+                                        .index = SuperIndex{.chunk_id = "01wb", .entries = ""}}) +
+                          bitmap_subtitle_stream({.name = filler(331)}) +
+                          text_stream({.name = "Subtitle" + filler(341 - 8)});
+    return riff("AVI ", data_list(chunk("MTDA", filler(351))),
+                menu_list(chunk("MRIF", "ab"), chunk("MENU", filler(361)), chunk("MRIF", "ab")),
+                list("hdrl", avih(), streams), kMedia) +
+           menu_form(unpadded("MRIF", ""), unpadded("MENU", filler(371)));
+}
+
+// The same file, opened while the buffer of that size cannot be had.
+class OpenWithoutBuffer {
+public:
+    explicit OpenWithoutBuffer(std::size_t size) : content_(kept_buffers()), libc_(content_) {
+        libc_.fail_allocations_of(size);
+        reader_.reset(aviin_open("any", 0));
+    }
+    [[nodiscard]] bool opened() const { return reader_ != nullptr; }
+    const AviReaderState *operator->() const { return reader_.get(); }
+
+private:
+    Bytes content_;
+    ControlledLibc libc_;
+    AviReader reader_;
+};
+
+TEST(OutOfMemory, LeavesNothingOutWhenAllCanBeHad) {
+    const OpenWithoutBuffer reader(1);
+    ASSERT_TRUE(reader.opened());
+    EXPECT_EQ(reader->video.rows[0].stream_data_size, 301U);
+    EXPECT_EQ(reader->video.rows[0].name_length, 311);
+    EXPECT_EQ(reader->super_index[0].entries_in_use, 5U);
+    EXPECT_EQ(reader->audio.rows[0].name_length, 321);
+    EXPECT_EQ(reader->bitmap_subtitle.rows[0].name_length, 331);
+    EXPECT_EQ(reader->streams[3].kind, ChunkKind::text_subtitle);
+    EXPECT_EQ(reader->form_count, 1U + 2U + 1U + 1U);
+}
+
+// The stream stays in front of the bytes that there is no room for, and what lies behind them in
+// the list is not found.
+TEST(OutOfMemory, LeavesARowWithoutTheStreamDataThatCannotBeHad) {
+    const OpenWithoutBuffer reader(301);
+    ASSERT_TRUE(reader.opened());
+    const VideoTrack &row = reader->video.rows[0];
+    EXPECT_EQ(row.has_stream_data, 0U);
+    EXPECT_EQ(row.stream_data_word, 0U);
+    EXPECT_EQ(row.stream_data_size, 0U);
+    EXPECT_EQ(row.stream_data_pos, 0U);
+    EXPECT_EQ(row.stream_data, nullptr);
+    EXPECT_EQ(row.name, nullptr);
+    EXPECT_EQ(row.width, 320U) << "the rest of the row is there";
+    EXPECT_EQ(reader->super_index_pos[0], 0);
+    EXPECT_EQ(reader->stream_count, 4) << "and so are the other streams";
+    EXPECT_EQ(reader->audio.rows[0].name_length, 321);
+}
+
+TEST(OutOfMemory, LeavesARowWithoutTheNameThatCannotBeHad) {
+    const OpenWithoutBuffer video(312);
+    ASSERT_TRUE(video.opened());
+    EXPECT_EQ(video->video.rows[0].name, nullptr);
+    EXPECT_EQ(video->video.rows[0].name_length, 0);
+    EXPECT_EQ(video->video.rows[0].has_stream_data, 1U);
+    EXPECT_EQ(video->super_index_pos[0], 0);
+    const OpenWithoutBuffer audio(322);
+    ASSERT_TRUE(audio.opened());
+    EXPECT_EQ(audio->audio.rows[0].name, nullptr);
+    EXPECT_EQ(audio->audio.rows[0].name_length, 0);
+    EXPECT_EQ(audio->streams[1].kind, ChunkKind::audio);
+    EXPECT_EQ(audio->super_index_pos[1], 0);
+    const OpenWithoutBuffer bitmap(332);
+    ASSERT_TRUE(bitmap.opened());
+    EXPECT_EQ(bitmap->bitmap_subtitle.rows[0].name, nullptr);
+    EXPECT_EQ(bitmap->bitmap_subtitle.rows[0].name_length, 0);
+    EXPECT_EQ(bitmap->streams[2].kind, ChunkKind::bitmap_subtitle);
+}
+
+TEST(OutOfMemory, LeavesATextStreamWithoutAKindForWantOfItsName) {
+    const OpenWithoutBuffer reader(342);
+    ASSERT_TRUE(reader.opened());
+    EXPECT_EQ(reader->stream_count, 4);
+    EXPECT_EQ(reader->streams[3].kind, ChunkKind::unknown);
+    EXPECT_EQ(reader->text_subtitle.count, 0);
+}
+
+TEST(OutOfMemory, LeavesTheBlobEmptyThatCannotBeHadAndKeepsWhatWasCounted) {
+    const OpenWithoutBuffer data(351);
+    ASSERT_TRUE(data.opened());
+    expect_empty(data->data_blob);
+    EXPECT_EQ(data->data_list_present, 1);
+    EXPECT_EQ(data->menu_blob.present, 1);
+    const OpenWithoutBuffer menu(8 + 361);
+    ASSERT_TRUE(menu.opened());
+    expect_empty(menu->menu_blob);
+    EXPECT_EQ(menu->menu_list_present, 1);
+    EXPECT_EQ(menu->form_count, 1U + 2U + 1U + 1U);
+    EXPECT_EQ(menu->form_menu_blob.present, 1);
+    const OpenWithoutBuffer form_menu(8 + 371);
+    ASSERT_TRUE(form_menu.opened());
+    expect_empty(form_menu->form_menu_blob);
+    EXPECT_NE(form_menu->form_menu_pos, 0);
+    EXPECT_EQ(form_menu->form_count, 1U + 2U + 1U + 1U);
+    EXPECT_EQ(form_menu->menu_blob.present, 1);
 }
 
 TEST(OutOfMemory, LeavesOnlyTheBlobEmptyThatCannotBeHad) {

@@ -162,6 +162,15 @@ TEST_F(Open, RefusesAFolder) {
     EXPECT_THAT(messages(), ElementsAre(open_starts(folder), reader_refuses));
 }
 
+TEST_F(Open, RefusesAPipeWithoutWaitingForIt) {
+    for (const Bytes &content : {Bytes(), rich_file()}) {
+        const Pipe pipe(content);
+        forget_messages();
+        EXPECT_THAT(refuse(pipe.path()), IsCleanWith(-999));
+        EXPECT_THAT(messages(), ElementsAre(open_starts(pipe.path()), reader_refuses));
+    }
+}
+
 TEST_F(Open, RefusesFilesThatTheReaderRefuses) {
     const Bytes no_movi = riff("AVI ", list("hdrl", avih(), video_stream()));
     const Bytes empty_movi = riff("AVI ", list("hdrl", avih()), list("movi"));

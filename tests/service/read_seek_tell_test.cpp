@@ -226,6 +226,59 @@ TEST(Read, MovesNothingWhenNothingIsAskedFor) {
     }
 }
 
+// What a read falls on is said before any of it is delivered.
+TEST(Read, TouchesNeitherBufferNorCountBeforeItsLastMessage) {
+    const OneChunk film("00dc");
+    const OpenFile file(film.content);
+    for (const std::int32_t position : {0, 20, film.position}) {
+        file.seek(position);
+        forget_messages();
+        Bytes buffer(400, '?');
+        std::uint32_t count = 0xDEADBEEF;
+        int seen = 0;
+        const MessageWatch watch([&](const Message &) {
+            ++seen;
+            EXPECT_EQ(buffer, Bytes(400, '?')) << position;
+            EXPECT_EQ(count, 0xDEADBEEF) << position;
+        });
+        plugin().read(file.handle(), buffer.data(), 400, &count);
+        EXPECT_EQ(seen, 2) << position;
+        EXPECT_EQ(buffer, film.content.substr(static_cast<std::size_t>(position), 400));
+        EXPECT_EQ(count, 400U);
+    }
+}
+
+TEST(Read, DeliversWhatAFileHasGrownByWhileItIsOpen) {
+    const TempFile recording(plain_file());
+    const OpenFile file(recording.path());
+    file.seek(0, SEEK_END);
+    EXPECT_EQ(file.read(10), "");
+    const Bytes frame = chunk("00dc", filler(400));
+    recording.write(length(plain_file()), frame);
+    EXPECT_EQ(file.tell(), length(plain_file()));
+    EXPECT_EQ(file.read(8), frame.substr(0, 8));
+    forget_messages();
+    EXPECT_EQ(file.read(400), filler(400));
+    EXPECT_THAT(messages(), ElementsAre(read_starts(file), video_starts));
+    file.seek(-400, SEEK_END);
+    EXPECT_EQ(file.tell(), length(plain_file()) + 8);
+    EXPECT_EQ(file.read(500), filler(400));
+}
+
+TEST(Read, LooksBackAtWhatWasJustDelivered) {
+    const OneChunk film("01wb");
+    for (const std::uint32_t piece : {1U, 3U, 7U, 8U, 9U, 100U}) {
+        const OpenFile file(film.content);
+        while (file.tell() < film.position) {
+            const auto left = static_cast<std::uint32_t>(film.position - file.tell());
+            file.read(std::min(piece, left));
+        }
+        forget_messages();
+        EXPECT_EQ(file.read(400), film.payload) << piece;
+        EXPECT_EQ(messages().back(), audio_starts) << piece;
+    }
+}
+
 // ---- past the end. The look-back reads what the file still holds of the 8 bytes before.
 
 TEST(Read, From1To7BytesPastTheEndMovesToTheEnd) {

@@ -157,7 +157,8 @@ struct LibcWrappers {
     }
 
     static void *allocate(std::size_t size) {
-        if (current->count(Call::allocation) != nullptr) {
+        const bool fails = current->count(Call::allocation) != nullptr;
+        if (fails || size == current->failing_size_) {
             errno = ENOMEM;
             return nullptr;
         }

@@ -49,6 +49,8 @@ public:
     void repair() { damaged_.clear(); }
     void fail(const Failure &failure) { failures_.push_back(failure); }
     void fail_no_more() { failures_.clear(); }
+    // Whatever is asked for in exactly that size cannot be had.
+    void fail_allocations_of(std::size_t size) { failing_size_ = size; }
     // After that many calls all fail, so that a walk that would not end does.
     void limit_calls(std::uint64_t calls) { call_limit_ = calls; }
     // From now on the pages of large allocations are counted when they are freed, which takes time.
@@ -91,6 +93,7 @@ private:
     std::array<std::uint64_t, kCallKinds> calls_{};
     std::uint64_t all_calls_ = 0;
     std::uint64_t call_limit_ = UINT64_MAX;
+    std::size_t failing_size_ = SIZE_MAX;
     std::uint64_t bytes_read_ = 0;
     std::uint64_t largest_allocation_ = 0;
     std::uint64_t touched_ = 0;
