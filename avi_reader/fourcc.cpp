@@ -46,7 +46,7 @@ constexpr Code kCodes[] = {
 // As a C string: what follows a 0 byte is not part of the id.
 FourCC without_tail(FourCC id) {
     for (int shift = 0; shift < 32; shift += 8) {
-        if ((id.value >> shift & 0xFF) == 0) return {id.value & ((1u << shift) - 1)};
+        if ((id.value >> shift & 0xFF) == 0) return {id.value & ((1U << shift) - 1)};
     }
     return id;
 }
