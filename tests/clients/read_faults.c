@@ -1,7 +1,7 @@
 /* Preloaded into a player, makes libdrm-sorn's reads slow or lets them fail:
  *
  *     READ_DELAY_MS    each read after the first READ_SPARED ones takes that long
- *     READ_MARK        a file that is made when the first of those begins
+ *     READ_MARK        a file that grows by a byte when one of those begins
  *     READ_FAILS=1     those reads deliver nothing
  */
 #include <dlfcn.h>
@@ -29,7 +29,10 @@ static ReadFile *real_read(void) {
 
 static void mark(void) {
     const char *path = getenv("READ_MARK");
-    if (path != NULL) close(open(path, O_WRONLY | O_CREAT, 0600));
+    if (path == NULL) return;
+    const int file = open(path, O_WRONLY | O_CREAT | O_APPEND, 0600);
+    if (write(file, "r", 1) != 1) abort();
+    close(file);
 }
 
 int64_t drm_svc_sorn_read_file(SvcFileHandle *handle, void *buffer, uint32_t size,
