@@ -10,7 +10,8 @@ import os
 import struct
 import sys
 
-import sorn
+sys.dont_write_bytecode = True  # leaves nothing beside the sources
+import sorn  # noqa: E402
 
 
 def chunks(file):

@@ -14,7 +14,8 @@ import tempfile
 import time
 from pathlib import Path
 
-import long_film
+sys.dont_write_bytecode = True
+import long_film  # noqa: E402
 
 SOURCE = Path(__file__).resolve().parents[2]
 HERE = Path(__file__).resolve().parent

@@ -11,10 +11,10 @@ import tempfile
 import unittest
 from pathlib import Path
 
-import long_film  # beside this file
+sys.dont_write_bytecode = True
+import long_film  # noqa: E402
 
 SOURCE = Path(__file__).resolve().parents[2]
-sys.dont_write_bytecode = True
 sys.path.insert(0, str(SOURCE / "clients/python"))
 import sorn  # noqa: E402
 

@@ -119,7 +119,8 @@ public:
 
     std::int64_t read(std::uint64_t size) {
         const std::int64_t start = stream_.position;
-        std::vector<unsigned char> buffer(std::min<std::uint64_t>(size, 4096));
+        std::vector<unsigned char> buffer(
+            static_cast<std::size_t>(std::min<std::uint64_t>(size, 4096)));
         const std::int64_t count = stream64_read(&stream_, buffer.data(), size);
         for (std::int64_t i = 0; i < std::min<std::int64_t>(count, 4096); ++i) {
             EXPECT_EQ(buffer[static_cast<std::size_t>(i)], byte_at(start + i)) << start + i;
