@@ -1,23 +1,14 @@
 #!/usr/bin/env python3
-"""Runs the example programs on real files. One test for each call, named on the command line; exit
-status 77 says that something it needs is not on this machine."""
+"""Runs the example programs on real files. One test for each call, named on the command line."""
 
 import argparse
 import contextlib
 import glob
 import os
-import shutil
 import struct
 import subprocess
 import sys
 import tempfile
-
-SKIPPED = 77
-
-
-def skip(why):
-    print(f"skipped: {why}")
-    sys.exit(SKIPPED)
 
 
 def run(command, expected_status=0, **environment):
@@ -98,41 +89,10 @@ def test_log(options):
                 sys.exit(f"the two frames are not in the log:\n{messages}")
 
 
-def demux(options, files):
-    print(run([options.avformat, *files]).stdout, end="")
-
-
-def need_avformat(options):
-    if not options.avformat:
-        skip("libavformat-dev was not there when the examples were built")
-
-
-def test_avformat_on_samples(options):
-    need_avformat(options)
-    samples = sorted(glob.glob(os.path.join(options.samples, "*.avi")))
-    if not samples:
-        skip(f"no .avi file in {options.samples}")
-    demux(options, samples)
-
-
-def test_avformat_on_new_file(options):
-    need_avformat(options)
-    if not shutil.which("ffmpeg"):
-        skip("ffmpeg is not installed")
-    with tempfile.TemporaryDirectory() as folder:
-        path = os.path.join(folder, "new.avi")
-        run(["ffmpeg", "-v", "error", "-nostdin",
-             "-f", "lavfi", "-i", "testsrc=duration=4:size=160x120:rate=25",
-             "-f", "lavfi", "-i", "sine=frequency=440:duration=4",
-             "-c:v", "mpeg4", "-c:a", "libmp3lame", path])
-        demux(options, [path])
-
-
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     for option in "samples", "write-files", "plug-in", "debug-message", "play", "play-py":
         parser.add_argument(f"--{option}", required=True)
-    parser.add_argument("--avformat", help="the built example; absent without libavformat")
     parser.add_argument("--preload", help="library that a plain interpreter has to load first")
     parser.add_argument("test")
     options = parser.parse_args()
