@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <new>
 
-#include "command.h"
+#include "commands/command.h"
 
 namespace {
 
@@ -46,10 +46,6 @@ Exit finish_output(Exit status) {
 }
 
 }  // namespace
-
-void complain(const std::string &text) {
-    fmt::print(stderr, "sorn-tool: {}\n", text);
-}
 
 int main(int argc, char **argv) {
     CLI::App app(

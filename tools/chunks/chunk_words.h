@@ -1,0 +1,10 @@
+// What chunk ids mean.
+#ifndef TOOLS_CHUNKS_CHUNK_WORDS_H
+#define TOOLS_CHUNKS_CHUNK_WORDS_H
+
+#include "avi_reader/avi_reader.h"
+
+// Whether an id is one that AVI files are known to hold.
+[[nodiscard]] bool is_known_id(FourCC id);
+
+#endif
