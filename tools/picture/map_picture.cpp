@@ -433,10 +433,10 @@ std::string parts_table(const MapModel &model) {
            rows + "</tbody></table>\n";
 }
 
-std::string oddities_list(const std::vector<Oddity> &oddities) {
-    if (oddities.empty()) return {};
+std::string findings_list(const std::vector<Finding> &findings) {
+    if (findings.empty()) return {};
     std::string items;
-    for (const Oddity &oddity : oddities) items += "<li>" + escaped(oddity.text) + "</li>\n";
+    for (const Finding &finding : findings) items += "<li>" + escaped(finding.sentence) + "</li>\n";
     return "<h2>What is odd in it</h2>\n<ul>\n" + items + "</ul>\n";
 }
 
@@ -455,6 +455,6 @@ std::string map_html(MapModel &model, const MapCaption &caption) {
         "<title>Map of {}</title>\n<style>{}</style>\n</head>\n<body>\n<main>\n{}"
         "<p id=\"pointed\">Point at a mark to see where it lies, how large it is and when it "
         "plays.</p>\n<section>\n{}{}</section>\n</main>\n<script>{}</script>\n</body>\n</html>\n",
-        escaped(caption.file), kPageStyle, svg, oddities_list(caption.oddities), parts_table(model),
+        escaped(caption.file), kPageStyle, svg, findings_list(caption.findings), parts_table(model),
         kScript);
 }

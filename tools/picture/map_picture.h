@@ -5,14 +5,14 @@
 #include <string>
 #include <vector>
 
-#include "findings/oddities.h"
+#include "findings/finding.h"
 #include "picture/map_model.h"
 
 struct MapCaption {
     std::string file;     // as shown: printable UTF-8
     std::string verdict;  // "opens", or why not
     const AviReaderState *reader;
-    std::vector<Oddity> oddities;
+    std::vector<Finding> findings;
 };
 
 [[nodiscard]] std::string map_svg(MapModel &model, const MapCaption &caption);
