@@ -8,14 +8,11 @@
 
 namespace {
 
-constexpr std::int64_t kHeader = 8;
-constexpr std::int64_t kListHeader = 12;
+constexpr std::int64_t kHeader = kChunkHeaderSize;
+constexpr std::int64_t kListHeader = kListHeaderSize;
 constexpr std::int64_t kBlock = 4096;   // file systems keep no smaller holes
 constexpr int kMostHops = 64;           // over the chunks of a list to see that they fill it
 constexpr std::int64_t kMenuType = 20;  // where a menu form says what it is
-
-constexpr FourCC kQmnu = avi_fourcc_from_string("QMNU");
-constexpr FourCC kMovi = avi_fourcc_from_string("movi");
 
 // Whether it can be the name of a chunk: letters, digits, a space or an underscore.
 bool is_name(FourCC id) {

@@ -7,7 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "chunks/record.h"
+#include "avi_reader/avi_reader.h"
 #include "commands/command.h"
 #include "findings/examination.h"
 #include "findings/refusal_text.h"
@@ -91,7 +91,7 @@ Exit run(const Request &request) {
     const InputFile file(request.file);
     require_other_file(request);
     AviRefusal refusal{};
-    const Record record(aviin_open(request.file.c_str(), 0, &refusal));
+    const AviReader record(aviin_open(request.file.c_str(), 0, &refusal));
 
     MapModel model(record.get(), file.size());
     Examination examination(file, record.get());

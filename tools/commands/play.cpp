@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <vector>
 
-#include "chunks/record.h"
+#include "avi_reader/avi_reader.h"
 #include "chunks/stream_words.h"
 #include "commands/command.h"
 #include "findings/refusal_text.h"
@@ -132,7 +132,7 @@ Exit judge(const Request &request, const Playback &playback) {
 // The plug-in tells no reason; its reader does.
 Failure with_reason(const Failure &failure, const std::string &path, const InputFile &file) {
     AviRefusal refusal{};
-    const Record record(aviin_open(path.c_str(), 0, &refusal));
+    const AviReader record(aviin_open(path.c_str(), 0, &refusal));
     if (failure.status() != Exit::refused || record != nullptr) return failure;
     return {Exit::refused, fmt::format("{}: {}", failure.what(), refused_text(refusal, file))};
 }
@@ -160,7 +160,7 @@ Exit run(const Request &request) {
     Playback playback = play_through(plugin, request, file);
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
 
-    const Record record(aviin_open(request.file.c_str(), 0));
+    const AviReader record(aviin_open(request.file.c_str(), 0));
     if (record == nullptr) add_disagreement(playback, "the reader refuses what the plug-in opens");
     print_summary(request, file, record.get(), playback, took.count());
     std::fflush(stdout);
