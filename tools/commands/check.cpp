@@ -73,7 +73,7 @@ void report(const Request &request, const Diagnosis &diagnosis) {
     } else if (!request.sarif) {
         fmt::print("{}", diagnosis_text(diagnosis));
     }
-    std::fflush(stdout);
+    flush_output();
 }
 
 Exit status_of(const Request &request, const Diagnosis &diagnosis) {

@@ -163,7 +163,7 @@ Exit run(const Request &request) {
     const AviReader record(aviin_open(request.file.c_str(), 0));
     if (record == nullptr) add_disagreement(playback, "the reader refuses what the plug-in opens");
     print_summary(request, file, record.get(), playback, took.count());
-    std::fflush(stdout);
+    flush_output();
     return judge(request, playback);
 }
 

@@ -319,7 +319,7 @@ Exit run(const Request &request) {
 
     note_interrupts();
     if (show(request, file, record.get(), refusal)) return Exit::success;
-    std::fflush(stdout);
+    flush_output();
     complain(path_text(request.file) + ": interrupted");
     return Exit::interrupted;
 }

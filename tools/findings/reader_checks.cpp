@@ -51,7 +51,9 @@ void ReaderChecks::check_extension_list(const Chunk &list, Parents parents) {
     if (in_menu_form) return;
     const char *where = !in_first_form(parents)            ? "lies in a later form"
                         : list.pos > reader_.movi_pos - 12 ? "lies behind 'movi'"
-                                                           : "lies inside another list";
+                        : parents.size() > 1
+                            ? "lies inside another list"
+                            : "lies where the walk of the first form does not come";
     findings_.add("extension_list_not_loaded", list.pos,
                   fmt::format("{} {}: it is never loaded", at(list), where));
 }
