@@ -104,6 +104,10 @@ bool is_known_id(FourCC id) {
     return find(kChunks, id) != nullptr || media_words(id) != nullptr;
 }
 
+bool is_media_id(FourCC id) {
+    return media_words(id) != nullptr;
+}
+
 bool is_known_list(FourCC type) {
     return find(kLists, type) != nullptr;
 }
