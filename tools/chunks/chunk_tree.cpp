@@ -202,7 +202,8 @@ private:
     // Media directly behind a 'movi' list belong into it.
     bool may_follow(const Chunk &list, std::int64_t pos) {
         const bool media = is_list(list, "movi") && is_media_id({window_.u32(pos)});
-        return chunk_starts_at(pos) && !media;
+        const bool named = is_name({window_.u32(pos)}) && leads_on(pos);
+        return (chunk_starts_at(pos) || named) && !media;
     }
 
     // Whether a form's or list's few chunks end where it does.
