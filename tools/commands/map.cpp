@@ -1,5 +1,7 @@
 // sorn-tool map: a picture of how a file is laid out.
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -8,6 +10,7 @@
 
 #include "chunks/record.h"
 #include "commands/command.h"
+#include "findings/oddities.h"
 #include "findings/refusal_text.h"
 #include "picture/map_picture.h"
 #include "terminal/interrupt.h"
@@ -73,17 +76,31 @@ void require_other_file(const Request &request) {
     }
 }
 
+// Until it is whole, it has another name.
 void write_whole(const std::string &path, const std::string &content) {
     const std::string part = path + ".part";
+    errno = 0;
     std::ofstream out(part, std::ios::binary);
     out << content;
     out.close();
-    std::error_code error;
-    if (out) fs::rename(part, path, error);
-    if (!out || error) {
-        fs::remove(part, error);
-        throw Failure(Exit::disagreed, path_text(path) + ": cannot be written");
+    if (out && std::rename(part.c_str(), path.c_str()) == 0) return;
+    const std::string why = std::strerror(errno);
+    std::remove(part.c_str());
+    throw Failure(Exit::disagreed, fmt::format("{}: cannot be written: {}", path_text(path), why));
+}
+
+std::vector<MapFinding> found(const std::vector<Oddity> &oddities) {
+    std::vector<MapFinding> findings;
+    for (const Oddity &oddity : oddities) {
+        findings.push_back(
+            {Severity::warning, oddity.pos, std::string(oddity.kind), oddity.text, ""});
     }
+    return findings;
+}
+
+std::vector<MapFinding> refused(const AviRefusal &refusal, const InputFile &file) {
+    const std::int64_t pos = has_position(refusal.reason) ? refusal.pos : -1;
+    return {{Severity::refusal, pos, reason_word(refusal.reason), refused_text(refusal, file), ""}};
 }
 
 Exit run(const Request &request) {
@@ -111,7 +128,7 @@ Exit run(const Request &request) {
         .file = as_utf8(path_text(fs::path(request.file).filename().string())),
         .verdict = record != nullptr ? "opens" : refused_text(refusal, file),
         .reader = record.get(),
-        .oddities = oddities ? oddities->finish() : std::vector<Oddity>()};
+        .findings = oddities ? found(oddities->finish()) : refused(refusal, file)};
     write_whole(request.output, svg ? map_svg(model, caption) : map_html(model, caption));
     return Exit::success;
 }

@@ -9,8 +9,28 @@
 
 namespace {
 
+bool is_video(const AviStreamRecord &stream) {
+    return stream.kind == ChunkKind::compressed_video;
+}
+
+std::uint64_t held_bytes(const Chunk &chunk) {
+    return static_cast<std::uint64_t>(std::max<std::int64_t>(chunk.held, 0));
+}
+
+// The stream that a standard index ("ix01") is of, or -1 for what is none.
+int indexed_stream(FourCC id) {
+    char c[5];
+    avi_fourcc_to_chars(id, c);
+    const bool index = c[0] == 'i' && c[1] == 'x' && avi_is_stream_number(c[2], c[3]);
+    return index ? (c[2] - '0') * 10 + c[3] - '0' : -1;
+}
+
+int lane_number(int stream) {
+    return stream < 0 ? MapModel::kOtherChunks : std::min(stream, MapModel::kHighStreams);
+}
+
 std::string size_words(const Chunk &chunk) {
-    const auto held = static_cast<std::uint64_t>(std::max<std::int64_t>(chunk.held, 0));
+    const std::uint64_t held = held_bytes(chunk);
     if (chunk.held == chunk.declared) return count_of(held, "byte");
     return fmt::format("{} declared, {} there", count_of(chunk.declared, "byte"),
                        with_commas(held));
@@ -29,8 +49,7 @@ PartKind kind_of(const Chunk &chunk) {
 // size for it.
 void set_clock(Lane &lane, const AviStreamRecord &stream) {
     const AviStreamHeader &header = stream.header;
-    const bool played =
-        stream.kind == ChunkKind::audio || stream.kind == ChunkKind::compressed_video;
+    const bool played = stream.kind == ChunkKind::audio || is_video(stream);
     if (!played || header.rate == 0 || header.scale == 0) return;
     const double sample = static_cast<double>(header.scale) / header.rate;
     if (header.sample_size == 0) {
@@ -41,6 +60,13 @@ void set_clock(Lane &lane, const AviStreamRecord &stream) {
 }
 
 }  // namespace
+
+void Mark::add(const Chunk &chunk) {
+    if (chunks == 0) start = chunk.pos;
+    end = std::max(end, chunk.end());
+    ++chunks;
+    bytes += held_bytes(chunk);
+}
 
 void Bitrate::widen() {
     interval_ *= 2;
@@ -74,7 +100,12 @@ void Bitrate::add(double start, double seconds, double bytes) {
 MapModel::MapModel(const AviReaderState *reader, std::int64_t file_size) : size_(file_size) {
     if (reader == nullptr) return;
     for (std::int32_t i = 0; i < reader->stream_count; ++i) {
-        set_clock(lanes_[i], reader->streams[i]);
+        Lane &lane = lanes_[i];
+        set_clock(lane, reader->streams[i]);
+        if (!lane.timed()) continue;
+        const bool better =
+            leading_ >= 0 && is_video(reader->streams[i]) && !is_video(reader->streams[leading_]);
+        if (leading_ < 0 || better) leading_ = i;
     }
 }
 
@@ -124,14 +155,18 @@ void MapModel::lost(std::int64_t pos, std::int64_t size, Parents) {
               count_of(static_cast<std::uint64_t>(size), "byte") + ", too few for a chunk"});
 }
 
+std::size_t MapModel::column_of(std::int64_t pos) const {
+    const double place = static_cast<double>(pos) / column_bytes();
+    return std::min(static_cast<std::size_t>(place), kColumns - 1);
+}
+
 // The mark that the chunk belongs to. A narrow chunk covers its part of two columns at most.
 Mark &MapModel::mark_for(Lane &lane, const Chunk &chunk) const {
     const auto bytes = static_cast<double>(chunk.end() - chunk.pos);
     if (bytes >= column_bytes()) return lane.wide.emplace_back();
 
     if (lane.columns.empty()) lane.columns.resize(kColumns);
-    const double start = static_cast<double>(chunk.pos) / column_bytes();
-    const auto place = std::min(static_cast<std::size_t>(start), kColumns - 1);
+    const std::size_t place = column_of(chunk.pos);
     const double rest =
         static_cast<double>(place + 1) * column_bytes() - static_cast<double>(chunk.pos);
     lane.columns[place].covered += std::min(bytes, rest);
@@ -139,23 +174,51 @@ Mark &MapModel::mark_for(Lane &lane, const Chunk &chunk) const {
     return lane.columns[place].mark;
 }
 
-void MapModel::add_media(const Chunk &chunk) {
-    const int number = stream_number(chunk.id);
-    Lane &lane = lanes_[number < 0 ? kOtherChunks : number];
-    const auto held = static_cast<std::uint64_t>(std::max<std::int64_t>(chunk.held, 0));
-    Mark &mark = mark_for(lane, chunk);
-    if (mark.chunks == 0) mark.start = chunk.pos;
-    mark.end = std::max(mark.end, chunk.end());
-    ++mark.chunks;
-    mark.bytes += held;
-    ++lane.chunks;
-    lane.bytes += held;
-    if (!lane.timed()) return;
+Mark &MapModel::index_mark_for(Lane &lane, const Chunk &chunk) const {
+    const bool same_column =
+        !lane.indexes.empty() && column_of(lane.indexes.back().start) == column_of(chunk.pos);
+    return same_column ? lane.indexes.back() : lane.indexes.emplace_back();
+}
 
-    const double bytes = static_cast<double>(held);
+void MapModel::add_media(const Chunk &chunk) {
+    if (const int indexed = indexed_stream(chunk.id); indexed >= 0) {
+        index_mark_for(lanes_[lane_number(indexed)], chunk).add(chunk);
+        return;
+    }
+    Lane &lane = lanes_[lane_number(stream_number(chunk.id))];
+    Mark &mark = mark_for(lane, chunk);
+    mark.add(chunk);
+    ++lane.chunks;
+    lane.bytes += held_bytes(chunk);
+    if (lane.timed()) play(lane, mark, chunk);
+}
+
+void MapModel::play(Lane &lane, Mark &mark, const Chunk &chunk) {
+    const auto bytes = static_cast<double>(held_bytes(chunk));
+    const double before = lane.time;
     const double seconds = lane.seconds_per_chunk + lane.seconds_per_byte * bytes;
-    if (mark.first_time < 0) mark.first_time = lane.time;
-    lane.bitrate.add(lane.time, seconds, bytes);
+    lane.bitrate.add(before, seconds, bytes);
     lane.time += seconds;
+    if (mark.first_time < 0) mark.first_time = before;
     mark.end_time = lane.time;
+
+    const bool same_column =
+        !lane.clock.empty() && column_of(lane.clock.back().start) == column_of(chunk.pos);
+    if (!same_column) lane.clock.push_back({chunk.pos, 0, before, 0});
+    lane.clock.back().end = chunk.end();
+    lane.clock.back().to = lane.time;
+
+    const Lane &leader = lanes_.at(leading_);
+    if (&lane != &leader) add_lead(lane, chunk, before - leader.time, lane.time - leader.time);
+}
+
+void MapModel::add_lead(Lane &lane, const Chunk &chunk, double before, double after) const {
+    const bool same_column =
+        !lane.lead.empty() && column_of(lane.lead.back().start) == column_of(chunk.pos);
+    if (!same_column) lane.lead.push_back({chunk.pos, 0, before, before, before, 0});
+    LeadSpan &span = lane.lead.back();
+    span.end = chunk.end();
+    span.low = std::min(span.low, before);
+    span.high = std::max(span.high, after);
+    span.last = after;
 }
