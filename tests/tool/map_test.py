@@ -260,12 +260,13 @@ class Map(LookTest):
         entries = re.findall(r'<li id="finding-(\d+)" class="(?:error|warning|note)"><b>\w+</b> '
                              r'<code>(.*?)</code> (.*?)(?:<small>|</li>)', page)
         self.assertEqual(len(entries), int(verdict[1]))
-        entry, = [entry for entry in entries if entry[1] == f"0x{place:x}"]
-        pin = re.search(r'<svg class="pin \w+" x="([\d.]+)%"[^>]*>'
-                        rf'<line [^>]*/><a href="#finding-{entry[0]}"><path[^>]*><title>(.*?)</title>',
-                        page)
-        self.assertAlmostEqual(float(pin[1]), 100 * place / len(content), 1)
-        self.assertIn(entry[2], pin[2])
+        here = {entry[0]: entry[2] for entry in entries if entry[1] == f"0x{place:x}"}
+        pin, = [pin for pin in re.findall(
+            r'<svg class="pin \w+" x="([\d.]+)%"[^>]*><line [^>]*/><a href="#finding-(\d+)">'
+            r'<path[^>]*><title>(.*?)</title>', page) if pin[1] in here]
+        self.assertAlmostEqual(float(pin[0]), 100 * place / len(content), 1)
+        for sentence in here.values():
+            self.assertIn(sentence, pin[2])
 
     def test_a_file_in_which_nothing_was_found(self):
         page = self.draw((SAMPLES / "mpeg4-mp3.avi").read_bytes(), "map.html")

@@ -65,6 +65,12 @@ const char *media_words(FourCC id) {
     avi_fourcc_to_chars(id, c);
     const bool numbered = avi_is_stream_number(c[0], c[1]) || avi_is_stream_number(c[2], c[3]);
     if (!numbered) return nullptr;
+    if (avi_fourcc_equal({id.value >> 16}, {avi_fourcc_from_string("pc__").value & 0xFFFF})) {
+        return "palette change";
+    }
+    if (avi_fourcc_equal({id.value >> 16}, {avi_fourcc_from_string("tx__").value & 0xFFFF})) {
+        return "text";
+    }
     switch (avi_chunk_kind(id, true)) {
     case ChunkKind::audio:
         return "audio";
@@ -99,6 +105,10 @@ const char *form_words(const Chunk &form) {
 
 bool is_known_id(FourCC id) {
     return find(kChunks, id) != nullptr || media_words(id) != nullptr;
+}
+
+bool is_known_list(FourCC type) {
+    return find(kLists, type) != nullptr;
 }
 
 int stream_number(FourCC id) {

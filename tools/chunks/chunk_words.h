@@ -6,5 +6,6 @@
 
 // Whether an id is one that AVI files are known to hold.
 [[nodiscard]] bool is_known_id(FourCC id);
+[[nodiscard]] bool is_known_list(FourCC type);
 
 #endif

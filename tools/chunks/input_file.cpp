@@ -34,6 +34,11 @@ InputFile::InputFile(const std::string &path) {
     descriptor_ = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor_ < 0) refuse(path, std::strerror(errno));
     size_ = lseek(descriptor_, 0, SEEK_END);
+    if (size_ < 0) {
+        const int error = errno;
+        close(descriptor_);
+        refuse(path, error == 0 ? "Has no size" : std::strerror(error));
+    }
 }
 
 InputFile::~InputFile() {
@@ -63,4 +68,10 @@ std::size_t InputFile::read(unsigned char *bytes, std::size_t count, std::int64_
         done += static_cast<std::size_t>(got);
     }
     return done;
+}
+
+std::int64_t InputFile::data_after(std::int64_t pos) const {
+    const off_t found = lseek(descriptor_, pos, SEEK_DATA);
+    if (found >= 0) return found;
+    return errno == ENXIO ? size_ : pos;
 }

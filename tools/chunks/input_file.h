@@ -22,6 +22,10 @@ public:
     // Reads up to `count` bytes from that position and returns how many there were.
     std::size_t read(unsigned char *bytes, std::size_t count, std::int64_t pos) const;
 
+    // The first position from there on that the file system keeps bytes for: those before it are
+    // zeros. It may be the position itself, and is the end of the file when there is none.
+    [[nodiscard]] std::int64_t data_after(std::int64_t pos) const;
+
 private:
     int descriptor_;
     std::int64_t size_;

@@ -1,14 +1,13 @@
-// sorn-tool check: whether each file opens, and if not, why; what is odd in those that do.
+// sorn-tool check: whether each file opens, and everything that is wrong with it.
 #include <cstdio>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <vector>
 
-#include "chunks/chunk_tree.h"
 #include "chunks/record.h"
+#include "commands/check_report.h"
 #include "commands/command.h"
-#include "findings/oddities.h"
+#include "findings/examination.h"
 #include "findings/refusal_text.h"
 #include "terminal/interrupt.h"
 #include "terminal/progress.h"
@@ -16,111 +15,127 @@
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 struct Request {
     std::vector<std::string> files;
+    std::string explain;
+    bool rules = false;
     bool json = false;
+    bool sarif = false;
+    bool strict = false;
     bool no_progress = false;
 };
 
-struct Verdict {
-    Exit status = Exit::success;
-    std::string sentence = "opens";
-    AviRefusal refusal{};
-    std::vector<Oddity> oddities;
-};
-
-std::vector<Oddity> find_oddities(const AviReaderState &reader, const InputFile &file,
-                                  bool show_progress) {
-    OddityFinder finder(reader);
-    Progress progress(file.size(), show_progress);
-    walk_chunks(
-        file, finder,
-        {.on_progress = [&](std::int64_t pos) { progress.show(pos); }, .stop = interrupted});
-    return finder.finish();
+Diagnosis examine(const std::string &path, bool show_progress) {
+    Diagnosis diagnosis;
+    diagnosis.file = path;
+    const InputFile file(path);
+    const Record record(aviin_open(path.c_str(), 0, &diagnosis.refusal));
+    if (record == nullptr) {
+        diagnosis.status = Exit::refused;
+        diagnosis.sentence = refused_text(diagnosis.refusal, file);
+    }
+    Examination examination(file, record.get());
+    {
+        Progress progress(file.size(), show_progress);
+        walk_chunks(
+            file, examination,
+            {.on_progress = [&](std::int64_t pos) { progress.show(pos); }, .stop = interrupted});
+    }
+    diagnosis.findings = examination.finish(diagnosis.refusal);
+    diagnosis.examined = examination.examined();
+    return diagnosis;
 }
 
-Verdict judge(const std::string &path, bool show_progress) {
-    Verdict verdict;
+Diagnosis unreadable(const std::string &path, const Failure &failure) {
+    Diagnosis diagnosis;
+    diagnosis.file = path;
+    diagnosis.status = failure.status();
+    diagnosis.sentence = failure.what();
+    diagnosis.refusal.reason = AviReason::cannot_open;
+    diagnosis.findings = {{find_rule("cannot_open"), -1, failure.what()}};
+    return diagnosis;
+}
+
+Diagnosis diagnose(const std::string &path, bool show_progress) {
     try {
-        const InputFile file(path);
-        const Record record(aviin_open(path.c_str(), 0, &verdict.refusal));
-        if (record != nullptr) {
-            verdict.oddities = find_oddities(*record, file, show_progress);
-        } else {
-            verdict.status = Exit::refused;
-            verdict.sentence = refused_text(verdict.refusal, file);
-        }
+        return examine(path, show_progress);
     } catch (const Failure &failure) {
-        verdict.status = failure.status();
-        verdict.sentence = failure.what();
-        verdict.refusal.reason = AviReason::cannot_open;
+        return unreadable(path, failure);
     }
-    return verdict;
 }
 
-Json offset_or_null(std::int64_t pos, bool known) {
-    return known ? Json(pos) : Json();
-}
-
-Json as_json(const std::string &path, const Verdict &verdict) {
-    const AviRefusal &refusal = verdict.refusal;
-    const bool opened = verdict.status == Exit::success;
-    Json oddities = Json::array();
-    for (const Oddity &oddity : verdict.oddities) {
-        oddities.push_back({{"kind", oddity.kind},
-                            {"offset", offset_or_null(oddity.pos, oddity.pos >= 0)},
-                            {"sentence", oddity.text}});
+void report(const Request &request, const Diagnosis &diagnosis) {
+    if (request.json) {
+        fmt::print("{}", diagnosis_json(diagnosis));
+    } else if (diagnosis.status == Exit::unreadable) {
+        complain(diagnosis.sentence);
+    } else if (!request.sarif) {
+        fmt::print("{}", diagnosis_text(diagnosis));
     }
-    return {{"file", path},
-            {"opened", opened},
-            {"reason", opened ? Json() : Json(reason_word(refusal.reason))},
-            {"offset", offset_or_null(refusal.pos, has_position(refusal.reason))},
-            {"found", refusal.found.value == 0 ? Json() : Json(text_of(refusal.found))},
-            {"sentence", verdict.sentence},
-            {"oddities", oddities}};
+    std::fflush(stdout);
 }
 
-void print(const std::string &path, const Verdict &verdict) {
-    if (verdict.status == Exit::unreadable) {
-        complain(verdict.sentence);
-        return;
-    }
-    fmt::print("{}: {}{}\n", path_text(path), verdict.sentence,
-               verdict.oddities.empty() ? "" : ", but is odd:");
-    for (const Oddity &oddity : verdict.oddities) fmt::print("  {}\n", oddity.text);
+Exit status_of(const Request &request, const Diagnosis &diagnosis) {
+    const bool flawed = request.strict && diagnosis.opened() && diagnosis.flawed();
+    return flawed ? Exit::disagreed : diagnosis.status;
 }
 
-Exit run(const Request &request) {
+Exit check(const Request &request) {
     note_interrupts();
     std::optional<Exit> status;
+    std::vector<Diagnosis> diagnoses;
     for (const std::string &path : request.files) {
-        const Verdict verdict = judge(path, !request.no_progress);
+        Diagnosis diagnosis = diagnose(path, !request.no_progress);
         if (interrupted()) {
             complain(path_text(path) + ": interrupted");
             return Exit::interrupted;
         }
-        if (request.json) {
-            fmt::print("{}\n",
-                       as_json(path, verdict).dump(-1, ' ', false, Json::error_handler_t::replace));
-        } else {
-            print(path, verdict);
-        }
-        std::fflush(stdout);
-        status = !status || *status == verdict.status ? verdict.status : Exit::disagreed;
+        report(request, diagnosis);
+        const Exit of_file = status_of(request, diagnosis);
+        status = !status || *status == of_file ? of_file : Exit::disagreed;
+        if (request.sarif) diagnoses.push_back(std::move(diagnosis));
     }
+    if (request.sarif) fmt::print("{}", diagnoses_sarif(diagnoses, SORN_TOOL_VERSION));
     return status.value_or(Exit::success);
+}
+
+Exit explain(const std::string &id) {
+    const Rule *rule = find_rule(id);
+    if (rule == nullptr) {
+        throw Failure(Exit::usage, text_of(id) + " is no rule (see sorn-tool check --rules)");
+    }
+    fmt::print("{}", rule_text(*rule));
+    return Exit::success;
+}
+
+Exit run(const Request &request) {
+    if (!request.explain.empty()) return explain(request.explain);
+    if (request.rules) {
+        fmt::print("{}", request.json ? rules_json() : rules_text());
+        return Exit::success;
+    }
+    if (request.files.empty()) {
+        throw Failure(Exit::usage, "check: FILE is required (see sorn-tool --help)");
+    }
+    return check(request);
 }
 
 }  // namespace
 
 void add_check(CLI::App &app, Exit &status) {
-    CLI::App *command =
-        app.add_subcommand("check", "Say why files do not open, or what is odd in those that do");
+    CLI::App *command = app.add_subcommand(
+        "check", "Say why files do not open, and what is wrong in those that do");
     const auto request = std::make_shared<Request>();
-    command->add_option("FILE", request->files, "AVI files")->required();
-    command->add_flag("--json", request->json, "Print a line of JSON for each file");
+    command->add_option("FILE", request->files, "AVI files");
+    CLI::Option *json =
+        command->add_flag("--json", request->json, "Print a line of JSON for each file");
+    command->add_flag("--sarif", request->sarif, "Print a SARIF log, for code reviews")
+        ->excludes(json);
+    command->add_flag("--strict", request->strict,
+                      "Exit with 1 when a file that opens has an error or a warning");
+    command->add_flag("--rules", request->rules, "Print the catalogue of what is looked for");
+    command->add_option("--explain", request->explain, "Print what a rule means, and the remedy")
+        ->option_text("RULE");
     command->add_flag("--no-progress", request->no_progress, "Show no progress bar");
     command->callback([request, &status] { status = run(*request); });
 }

@@ -1,4 +1,5 @@
 // sorn-tool map: a picture of how a file is laid out.
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -10,7 +11,7 @@
 
 #include "chunks/record.h"
 #include "commands/command.h"
-#include "findings/oddities.h"
+#include "findings/examination.h"
 #include "findings/refusal_text.h"
 #include "picture/map_picture.h"
 #include "terminal/interrupt.h"
@@ -30,28 +31,26 @@ struct Request {
 // Both see each chunk: the file is walked once.
 class Both : public ChunkVisitor {
 public:
-    Both(ChunkVisitor &first, ChunkVisitor *second) : first_(first), second_(second) {}
+    Both(ChunkVisitor &first, ChunkVisitor &second) : visitors_{&first, &second} {}
 
     void enter(const Chunk &list, Parents parents) override {
-        first_.enter(list, parents);
-        if (second_ != nullptr) second_->enter(list, parents);
+        for (ChunkVisitor *visitor : visitors_) visitor->enter(list, parents);
     }
     void leave(const Chunk &list, Parents parents) override {
-        first_.leave(list, parents);
-        if (second_ != nullptr) second_->leave(list, parents);
+        for (ChunkVisitor *visitor : visitors_) visitor->leave(list, parents);
     }
     void visit(const Chunk &chunk, Parents parents) override {
-        first_.visit(chunk, parents);
-        if (second_ != nullptr) second_->visit(chunk, parents);
+        for (ChunkVisitor *visitor : visitors_) visitor->visit(chunk, parents);
     }
     void lost(std::int64_t pos, std::int64_t size, Parents parents) override {
-        first_.lost(pos, size, parents);
-        if (second_ != nullptr) second_->lost(pos, size, parents);
+        for (ChunkVisitor *visitor : visitors_) visitor->lost(pos, size, parents);
+    }
+    void hole(std::int64_t pos, std::int64_t size, Parents parents) override {
+        for (ChunkVisitor *visitor : visitors_) visitor->hole(pos, size, parents);
     }
 
 private:
-    ChunkVisitor &first_;
-    ChunkVisitor *second_;
+    std::array<ChunkVisitor *, 2> visitors_;
 };
 
 // A path may hold any bytes; those that are not UTF-8 come out as U+FFFD.
@@ -89,20 +88,6 @@ void write_whole(const std::string &path, const std::string &content) {
     throw Failure(Exit::disagreed, fmt::format("{}: cannot be written: {}", path_text(path), why));
 }
 
-std::vector<MapFinding> found(const std::vector<Oddity> &oddities) {
-    std::vector<MapFinding> findings;
-    for (const Oddity &oddity : oddities) {
-        findings.push_back(
-            {Severity::warning, oddity.pos, std::string(oddity.kind), oddity.text, ""});
-    }
-    return findings;
-}
-
-std::vector<MapFinding> refused(const AviRefusal &refusal, const InputFile &file) {
-    const std::int64_t pos = has_position(refusal.reason) ? refusal.pos : -1;
-    return {{Severity::refusal, pos, reason_word(refusal.reason), refused_text(refusal, file), ""}};
-}
-
 Exit run(const Request &request) {
     const bool svg = is_svg(request);
     const InputFile file(request.file);
@@ -111,9 +96,8 @@ Exit run(const Request &request) {
     const Record record(aviin_open(request.file.c_str(), 0, &refusal));
 
     MapModel model(record.get(), file.size());
-    std::optional<OddityFinder> oddities;
-    if (record != nullptr) oddities.emplace(*record);
-    Both both(model, oddities ? &*oddities : nullptr);
+    Examination examination(file, record.get());
+    Both both(model, examination);
     note_interrupts();
     {
         Progress progress(file.size(), !request.no_progress);
@@ -128,7 +112,7 @@ Exit run(const Request &request) {
         .file = as_utf8(path_text(fs::path(request.file).filename().string())),
         .verdict = record != nullptr ? "opens" : refused_text(refusal, file),
         .reader = record.get(),
-        .findings = oddities ? found(oddities->finish()) : refused(refusal, file)};
+        .findings = examination.finish(refusal)};
     write_whole(request.output, svg ? map_svg(model, caption) : map_html(model, caption));
     return Exit::success;
 }

@@ -104,6 +104,14 @@ private:
 
 // ---- the file
 
+constexpr double kFormHeight = 18;
+constexpr double kPartTop = 22;
+constexpr double kPartEnd = 66;
+
+std::string part_words(const Part &part) {
+    return fmt::format("{} at {}: {}", part.name, range_text(part.start, part.end), part.words);
+}
+
 struct Place {
     const Part *part;
     double x;
@@ -142,10 +150,7 @@ void draw_parts(Canvas &canvas, const std::vector<Part> &parts, const Scale &sca
     const std::vector<Place> places = places_of(parts, scale);
     canvas.begin_plot(y, height, "parts");
     for (const auto &[part, x, width] : places) {
-        canvas.mark(x, 0, width, height,
-                    fmt::format("{} at {}: {}", part->name, range_text(part->start, part->end),
-                                part->words),
-                    class_of(part->kind));
+        canvas.mark(x, 0, width, height, part_words(*part), class_of(part->kind));
     }
     canvas.end_plot();
     for (const auto &[part, x, width] : places) {
@@ -157,6 +162,18 @@ void draw_parts(Canvas &canvas, const std::vector<Part> &parts, const Scale &sca
     }
 }
 
+// Within the parts that hold them.
+void draw_lost(Canvas &canvas, const std::vector<Part> &lost, const Scale &scale) {
+    if (lost.empty()) return;
+    canvas.begin_plot(kPartTop, kPartEnd - kPartTop, "parts");
+    for (const Part &part : lost) {
+        const double x = std::min(scale.x(part.start), kPlotWidth - kSmallestPart);
+        canvas.mark(x, 0, std::max(scale.x(part.end) - x, kSmallestPart), kPartEnd - kPartTop,
+                    part_words(part), class_of(part.kind));
+    }
+    canvas.end_plot();
+}
+
 // Findings that lie too close to each other for a pin of their own share one.
 struct Pin {
     std::size_t first;
@@ -165,7 +182,7 @@ struct Pin {
     std::string words;
 };
 
-std::vector<Pin> pins_of(const std::vector<MapFinding> &findings, const Scale &scale) {
+std::vector<Pin> pins_of(const std::vector<Finding> &findings, const Scale &scale) {
     constexpr double kApart = 10;
     std::vector<std::size_t> order;
     for (std::size_t i = 0; i < findings.size(); ++i) {
@@ -176,26 +193,22 @@ std::vector<Pin> pins_of(const std::vector<MapFinding> &findings, const Scale &s
     });
     std::vector<Pin> pins;
     for (const std::size_t i : order) {
-        const MapFinding &finding = findings[i];
+        const Finding &finding = findings[i];
         const double x = scale.x(finding.pos);
         const std::string words = fmt::format("0x{:x}: {}", finding.pos, finding.sentence);
         if (pins.empty() || x - pins.back().x > kApart) {
-            pins.push_back({i, finding.severity, x, words});
+            pins.push_back({i, finding.rule->severity, x, words});
         } else {
             Pin &pin = pins.back();
             pin.words += "; " + words;
-            if (finding.severity < pin.worst) {
-                pin.worst = finding.severity;
+            if (finding.rule->severity < pin.worst) {
+                pin.worst = finding.rule->severity;
                 pin.first = i;
             }
         }
     }
     return pins;
 }
-
-constexpr double kFormHeight = 18;
-constexpr double kPartTop = 22;
-constexpr double kPartEnd = 66;
 
 void draw_pins(Canvas &canvas, const std::vector<Pin> &pins) {
     for (const Pin &pin : pins) {
@@ -204,8 +217,8 @@ void draw_pins(Canvas &canvas, const std::vector<Pin> &pins) {
             "y2=\"{}\"/><a href=\"#finding-{}\"><path data-mark=\"\" d=\"M0 {}l6.5 "
             "11h-13z\"><title>"
             "{}</title></path></a></svg>\n",
-            class_of(pin.worst), units(100 * pin.x / kPlotWidth), kPartEnd, pin.first + 1, kPartEnd,
-            escaped(pin.words));
+            severity_word(pin.worst), units(100 * pin.x / kPlotWidth), kPartEnd, pin.first + 1,
+            kPartEnd, escaped(pin.words));
     }
 }
 
@@ -218,11 +231,12 @@ void draw_missing(Canvas &canvas, std::int64_t missing) {
         kPartEnd, count_of(unsigned_of(missing), "byte"));
 }
 
-std::vector<Key> keys_of(const std::vector<Part> &parts) {
+std::vector<Key> keys_of(const MapModel &model) {
     constexpr std::array<const char *, 8> kWords{
         "form", "header list", "media", "index", "extension list", "filler", "other", "lost bytes"};
     std::array<bool, kWords.size()> used{};
-    for (const Part &part : parts) used[static_cast<std::size_t>(part.kind)] = true;
+    used[static_cast<std::size_t>(PartKind::lost)] = !model.lost_inside().empty();
+    for (const Part &part : model.parts()) used[static_cast<std::size_t>(part.kind)] = true;
     std::vector<Key> keys;
     for (std::size_t i = 1; i < used.size(); ++i) {
         if (used[i]) keys.push_back({class_of(static_cast<PartKind>(i)), kWords[i]});
@@ -564,11 +578,6 @@ const char *class_of(PartKind kind) {
     return kClasses[static_cast<std::size_t>(kind)];
 }
 
-const char *class_of(Severity severity) {
-    constexpr std::array<const char *, 4> kClasses{"refusal", "error", "warning", "note"};
-    return kClasses[static_cast<std::size_t>(severity)];
-}
-
 Section file_chart(const MapModel &model, const MapCaption &caption) {
     const Scale scale(model.file_size());
     const std::vector<Pin> pins = pins_of(caption.findings, scale);
@@ -580,10 +589,11 @@ Section file_chart(const MapModel &model, const MapCaption &caption) {
     draw_missing(canvas, model.missing());
     draw_parts(canvas, model.forms(), scale, 0, kFormHeight);
     draw_parts(canvas, model.parts(), scale, kPartTop, kPartEnd - kPartTop);
+    draw_lost(canvas, model.lost_inside(), scale);
     draw_pins(canvas, pins);
     canvas.words_along(sizes, scale.size(), bottom + 4);
     return {"The file, to scale",
-            keys_of(model.parts()),
+            keys_of(model),
             {{"file", "Forms and their parts",
               fmt::format("{}, {}", count_of(model.forms().size(), "form"),
                           count_of(model.parts().size(), "part")),

@@ -34,6 +34,5 @@ struct Section {
 
 // The class that a part's colour is of, in charts and tables.
 [[nodiscard]] const char *class_of(PartKind kind);
-[[nodiscard]] const char *class_of(Severity severity);
 
 #endif

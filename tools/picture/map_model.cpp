@@ -36,6 +36,10 @@ std::string size_words(const Chunk &chunk) {
                        with_commas(held));
 }
 
+std::string part_words(const Chunk &chunk, Parents parents) {
+    return fmt::format("{}, {}", chunk_words(chunk, parents), size_words(chunk));
+}
+
 PartKind kind_of(const Chunk &chunk) {
     if (is_list(chunk, "hdrl")) return PartKind::header;
     if (is_list(chunk, "movi")) return PartKind::media;
@@ -122,7 +126,7 @@ void MapModel::add_part(std::vector<Part> &parts, Part part) {
 
 void MapModel::add_part(const Chunk &chunk, Parents parents) {
     Part part = {kind_of(chunk), chunk.pos, chunk.end(), text_of(chunk.id),
-                 fmt::format("{}, {}", chunk_words(chunk, parents), size_words(chunk))};
+                 part_words(chunk, parents)};
     if (chunk.type.value != 0) part.name += " " + text_of(chunk.type);
     if (!parents.empty()) {
         add_part(parts_, std::move(part));
@@ -149,10 +153,30 @@ void MapModel::visit(const Chunk &chunk, Parents parents) {
     }
 }
 
-void MapModel::lost(std::int64_t pos, std::int64_t size, Parents) {
-    add_part(parts_,
+// Of a list that misleads, the end is known only now.
+void MapModel::leave(const Chunk &list, Parents parents) {
+    if (!list.misleads || parents.size() > 1) return;
+    std::vector<Part> &parts = parents.empty() ? forms_ : parts_;
+    for (auto part = parts.rbegin(); part != parts.rend(); ++part) {
+        if (part->start != list.pos) continue;
+        part->end = list.end();
+        part->words = part_words(list, parents);
+        return;
+    }
+}
+
+void MapModel::add_lost(std::int64_t pos, std::int64_t size, const char *why, Parents parents) {
+    add_part(parents.size() > 1 ? lost_inside_ : parts_,
              {PartKind::lost, pos, pos + size, "lost",
-              count_of(static_cast<std::uint64_t>(size), "byte") + ", too few for a chunk"});
+              count_of(static_cast<std::uint64_t>(size), "byte") + why});
+}
+
+void MapModel::lost(std::int64_t pos, std::int64_t size, Parents parents) {
+    add_lost(pos, size, ", too few for a chunk", parents);
+}
+
+void MapModel::hole(std::int64_t pos, std::int64_t size, Parents parents) {
+    add_lost(pos, size, ", zeros where a chunk should begin", parents);
 }
 
 std::size_t MapModel::column_of(std::int64_t pos) const {

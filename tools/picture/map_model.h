@@ -103,12 +103,15 @@ public:
     MapModel(const AviReaderState *reader, std::int64_t file_size);
 
     void enter(const Chunk &list, Parents parents) override;
-    void leave(const Chunk &, Parents) override {}
+    void leave(const Chunk &list, Parents parents) override;
     void visit(const Chunk &chunk, Parents parents) override;
     void lost(std::int64_t pos, std::int64_t size, Parents parents) override;
+    void hole(std::int64_t pos, std::int64_t size, Parents parents) override;
 
     [[nodiscard]] const std::vector<Part> &forms() const { return forms_; }
     [[nodiscard]] const std::vector<Part> &parts() const { return parts_; }
+    // Lost bytes within the parts.
+    [[nodiscard]] const std::vector<Part> &lost_inside() const { return lost_inside_; }
     [[nodiscard]] std::map<int, Lane> &lanes() { return lanes_; }
     [[nodiscard]] const std::map<int, Lane> &lanes() const { return lanes_; }
     // The stream that the others are to keep up with, the first video; -1 for none with a clock.
@@ -123,6 +126,7 @@ public:
 private:
     void add_part(const Chunk &chunk, Parents parents);
     void add_part(std::vector<Part> &parts, Part part);
+    void add_lost(std::int64_t pos, std::int64_t size, const char *why, Parents parents);
     void add_media(const Chunk &chunk);
     void play(Lane &lane, Mark &mark, const Chunk &chunk);
     void add_lead(Lane &lane, const Chunk &chunk, double before, double after) const;
@@ -133,6 +137,7 @@ private:
     std::int64_t size_;
     std::vector<Part> forms_;
     std::vector<Part> parts_;
+    std::vector<Part> lost_inside_;
     std::map<int, Lane> lanes_;
     int leading_ = -1;
     std::int64_t missing_ = 0;

@@ -103,7 +103,7 @@ std::string verdict_words(const MapCaption &caption) {
     const bool opens = caption.reader != nullptr;
     const auto told = static_cast<std::size_t>(std::count_if(
         findings.begin(), findings.end(),
-        [](const MapFinding &finding) { return finding.severity != Severity::refusal; }));
+        [](const Finding &finding) { return finding.rule->severity != Severity::refusal; }));
     const std::size_t count = opens ? findings.size() : told;
     if (count == 0) return caption.verdict;
     return fmt::format("{}, {}{}", caption.verdict, opens ? "" : "and ",
@@ -115,7 +115,7 @@ const char *verdict_class(const MapCaption &caption) {
     return caption.findings.empty() ? "good" : "odd";
 }
 
-std::string place_words(const MapFinding &finding) {
+std::string place_words(const Finding &finding) {
     return finding.pos < 0 ? "" : fmt::format("0x{:x}", finding.pos);
 }
 
@@ -207,12 +207,12 @@ private:
         y_ += 6;
         const std::size_t shown = std::min(caption.findings.size(), kMostLines);
         for (std::size_t i = 0; i < shown; ++i) {
-            const MapFinding &finding = caption.findings[i];
+            const Finding &finding = caption.findings[i];
             const std::string place = place_words(finding);
             canvas_.put("<g id=\"finding-{}\">", i + 1);
-            line(18, class_of(finding.severity),
-                 fmt::format("{}{}{}: {}", class_of(finding.severity), place.empty() ? "" : " at ",
-                             place, finding.sentence));
+            line(18, severity_word(finding.rule->severity),
+                 fmt::format("{}{}{}: {}", severity_word(finding.rule->severity),
+                             place.empty() ? "" : " at ", place, finding.sentence));
             canvas_.put("</g>\n");
         }
         if (shown == caption.findings.size()) return;
@@ -256,12 +256,14 @@ std::string findings_markup(const MapCaption &caption) {
     if (caption.findings.empty()) return {};
     std::string items;
     for (std::size_t i = 0; i < listed(caption); ++i) {
-        const MapFinding &finding = caption.findings[i];
+        const Finding &finding = caption.findings[i];
         items += fmt::format("<li id=\"finding-{}\" class=\"{}\"><b>{}</b> <code>{}</code> {}",
-                             i + 1, class_of(finding.severity), class_of(finding.severity),
-                             place_words(finding), escaped(finding.sentence));
-        if (!finding.remedy.empty()) items += "<small>" + escaped(finding.remedy) + "</small>";
-        items += "</li>\n";
+                             i + 1, severity_word(finding.rule->severity),
+                             severity_word(finding.rule->severity), place_words(finding),
+                             escaped(finding.sentence));
+        items += fmt::format("<small>{} {} <code>{}</code></small></li>\n",
+                             escaped(finding.rule->effect), escaped(finding.rule->remedy),
+                             finding.rule->id);
     }
     return fmt::format(
         "<h2>What was found in it</h2>\n<ol class=\"findings\">\n{}</ol>\n<p>{}</p>\n", items,

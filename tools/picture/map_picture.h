@@ -5,24 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "findings/finding.h"
 #include "picture/map_model.h"
-
-enum class Severity { refusal, error, warning, note };
-
-// What is wrong with the file, as far as it can be pointed at.
-struct MapFinding {
-    Severity severity;
-    std::int64_t pos;  // -1 for none
-    std::string rule;
-    std::string sentence;
-    std::string remedy;
-};
 
 struct MapCaption {
     std::string file;     // as shown: printable UTF-8
     std::string verdict;  // "opens", or why not
     const AviReaderState *reader;
-    std::vector<MapFinding> findings;
+    std::vector<Finding> findings;
 };
 
 [[nodiscard]] std::string map_svg(MapModel &model, const MapCaption &caption);

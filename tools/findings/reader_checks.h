@@ -1,37 +1,25 @@
-// What is odd in a file that opens: sizes that are not true, and what the file holds that the
-// reader does not take. What the reader took is read off its record, never worked out anew.
-#ifndef TOOLS_FINDINGS_ODDITIES_H
-#define TOOLS_FINDINGS_ODDITIES_H
+// What a file that opens holds and the reader does not take. What the reader took is read off its
+// record, never worked out anew.
+#ifndef TOOLS_FINDINGS_READER_CHECKS_H
+#define TOOLS_FINDINGS_READER_CHECKS_H
 
 #include <cstdint>
-#include <map>
-#include <string>
-#include <string_view>
-#include <vector>
 
 #include "chunks/chunk_tree.h"
+#include "findings/finding.h"
 
-struct Oddity {
-    std::string_view kind;  // a word that scripts may depend on
-    std::int64_t pos;       // -1 for none
-    std::string text;
-};
-
-class OddityFinder : public ChunkVisitor {
+class ReaderChecks : public ChunkVisitor {
 public:
-    OddityFinder(const AviReaderState &reader) : reader_(reader) {}
+    ReaderChecks(const AviReaderState &reader, Findings &findings)
+        : reader_(reader), findings_(findings) {}
 
     void enter(const Chunk &list, Parents parents) override;
     void leave(const Chunk &list, Parents parents) override;
     void visit(const Chunk &chunk, Parents parents) override;
-    void lost(std::int64_t pos, std::int64_t size, Parents parents) override;
-
-    // After the walk: everything found, those without a position last.
-    std::vector<Oddity> finish();
+    void lost(std::int64_t, std::int64_t, Parents) override {}
+    void finish();
 
 private:
-    void note(std::string_view kind, std::int64_t pos, std::string text);
-    void check_size(const Chunk &chunk);
     void check_extension_list(const Chunk &list, Parents parents);
     void check_index(const Chunk &index, Parents parents);
     void check_stream_chunk(const Chunk &chunk);
@@ -43,12 +31,9 @@ private:
     [[nodiscard]] bool is_loaded_list(Parents parents) const;
 
     const AviReaderState &reader_;
-    std::vector<Oddity> found_;
-    std::map<std::string_view, std::uint64_t> counts_;
+    Findings &findings_;
     std::int32_t streams_ = 0;    // "strl" lists met so far where the reader takes them
     bool in_stream_ = false;      // inside the last of them
-    bool main_header_ = false;    // met where the reader takes it
-    bool any_index_ = false;      // anywhere in the file
     std::int64_t list_read_ = 0;  // where the reader stands in the extension list it walks
 };
 
