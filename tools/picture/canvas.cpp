@@ -81,13 +81,17 @@ void Canvas::words_along(const std::vector<Tick> &ticks, double whole, double bo
 
 void Canvas::axis_up(const std::vector<Tick> &ticks, double low, double high, double top,
                      double height) {
+    const double apart =
+        ticks.size() < 2 ? height : height * (ticks[1].value - ticks[0].value) / (high - low);
     for (const Tick &tick : ticks) {
         const double y = top + height * (high - tick.value) / (high - low);
         const bool zero = std::abs(tick.value) < 1e-9;
         put("<line class=\"rule{1}\" x1=\"0\" x2=\"100%\" y1=\"{0}\" y2=\"{0}\"/>\n", units(y),
             zero ? " zero" : "");
         if (tick.value == low) continue;  // the chart's own edge
-        const double bottom = y - top < 14 ? y + 14 : y;
+        const bool below = y - top < 14;
+        if (below && apart < 28) continue;  // it would meet the next one
+        const double bottom = below ? y + 14 : y;
         put("<rect class=\"level\" x=\"2\" y=\"{}\" width=\"{}\" height=\"13\"/>"
             "<text class=\"level\" x=\"5\" y=\"{}\">{}</text>\n",
             units(bottom - 14), units(6.4 * static_cast<double>(tick.words.size()) + 6),

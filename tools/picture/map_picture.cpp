@@ -106,7 +106,7 @@ std::string verdict_words(const MapCaption &caption) {
         [](const Finding &finding) { return finding.rule->severity != Severity::refusal; }));
     const std::size_t count = opens ? findings.size() : told;
     if (count == 0) return caption.verdict;
-    return fmt::format("{}, {}{}", caption.verdict, opens ? "" : "and ",
+    return fmt::format("{}, {}{}", caption.verdict, opens ? "" : "and besides ",
                        count_of(count, "finding"));
 }
 
