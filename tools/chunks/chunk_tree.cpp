@@ -57,7 +57,8 @@ bool cannot_hold(const Chunk &list, const Chunk &chunk) {
     if (is_form(chunk) || is_index(chunk)) return is_chunk(list, "LIST") || is_form(chunk);
     if (!is_chunk(chunk, "LIST") || is_form(list)) return false;
     if (is_list(list, "hdrl")) return !is_list(chunk, "strl") && !is_list(chunk, "odml");
-    return !is_list(list, "movi") || !is_list(chunk, "rec ");
+    const bool media = is_list(list, "movi") || is_list(list, "rec ");
+    return !media || !is_list(chunk, "rec ");
 }
 
 // Far more than a picture takes. A size that misleads by more hides what follows it.

@@ -33,6 +33,7 @@ Diagnosis examine(const std::string &path, bool show_progress) {
     if (record == nullptr) {
         diagnosis.status = Exit::refused;
         diagnosis.sentence = refused_text(diagnosis.refusal, file);
+        diagnosis.refused_at = refusal_place(diagnosis.refusal, file);
     }
     Examination examination(file, record.get());
     {

@@ -134,7 +134,7 @@ std::string diagnosis_json(const Diagnosis &diagnosis) {
                    {"file", diagnosis.file},
                    {"opened", opened},
                    {"reason", opened ? Json() : Json(reason_word(refusal.reason))},
-                   {"offset", offset_or_null(has_position(refusal.reason) ? refusal.pos : -1)},
+                   {"offset", offset_or_null(diagnosis.refused_at)},
                    {"found", refusal.found.value == 0 ? Json() : Json(text_of(refusal.found))},
                    {"sentence", diagnosis.sentence},
                    {"oddities", oddities},

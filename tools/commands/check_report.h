@@ -13,6 +13,7 @@ struct Diagnosis {
     Exit status = Exit::success;  // success, refused or unreadable
     std::string sentence = "opens";
     AviRefusal refusal{};
+    std::int64_t refused_at = -1;
     std::vector<Finding> findings;
     Examined examined;
 

@@ -8,6 +8,7 @@
 #include "chunks/stream_words.h"
 #include "commands/command.h"
 #include "commands/record_json.h"
+#include "findings/refusal_text.h"
 #include "terminal/text.h"
 
 namespace {
@@ -20,14 +21,17 @@ struct Request {
 // The record, or none after a line that says why.
 Record open_record(const std::string &path) {
     try {
-        const InputFile readable(path);
+        const InputFile file(path);
+        AviRefusal refusal{};
+        Record record(aviin_open(path.c_str(), 0, &refusal));
+        if (record == nullptr) {
+            complain(fmt::format("{}: {}", path_text(path), refused_text(refusal, file)));
+        }
+        return record;
     } catch (const Failure &failure) {
         complain(failure.what());
         return nullptr;
     }
-    Record record(aviin_open(path.c_str(), 0));
-    if (record == nullptr) complain(path_text(path) + ": not an AVI file that can be opened");
-    return record;
 }
 
 template <typename... Values>

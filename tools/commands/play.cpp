@@ -7,6 +7,7 @@
 #include "chunks/record.h"
 #include "chunks/stream_words.h"
 #include "commands/command.h"
+#include "findings/refusal_text.h"
 #include "plugin/player.h"
 #include "terminal/interrupt.h"
 #include "terminal/progress.h"
@@ -128,6 +129,27 @@ Exit judge(const Request &request, const Playback &playback) {
     return Exit::success;
 }
 
+// The plug-in tells no reason; its reader does.
+Failure with_reason(const Failure &failure, const std::string &path, const InputFile &file) {
+    AviRefusal refusal{};
+    const Record record(aviin_open(path.c_str(), 0, &refusal));
+    if (failure.status() != Exit::refused || record != nullptr) return failure;
+    return {Exit::refused, fmt::format("{}: {}", failure.what(), refused_text(refusal, file))};
+}
+
+Playback play_through(const Plugin &plugin, const Request &request, const InputFile &file) {
+    Progress progress(file.size(), !request.no_progress && !request.log);
+    try {
+        return play(plugin, {.path = request.file,
+                             .file = &file,
+                             .verify = request.verify,
+                             .on_progress = [&](std::int64_t pos) { progress.show(pos); },
+                             .stop = interrupted});
+    } catch (const Failure &failure) {
+        throw with_reason(failure, request.file, file);
+    }
+}
+
 Exit run(const Request &request) {
     const InputFile file(request.file);
     const Plugin plugin(request.plugin.empty() ? default_plugin() : request.plugin);
@@ -135,15 +157,7 @@ Exit run(const Request &request) {
     note_interrupts();
 
     const auto start = std::chrono::steady_clock::now();
-    Playback playback;
-    {
-        Progress progress(file.size(), !request.no_progress && !request.log);
-        playback = play(plugin, {.path = request.file,
-                                 .file = &file,
-                                 .verify = request.verify,
-                                 .on_progress = [&](std::int64_t pos) { progress.show(pos); },
-                                 .stop = interrupted});
-    }
+    Playback playback = play_through(plugin, request, file);
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
 
     const Record record(aviin_open(request.file.c_str(), 0));

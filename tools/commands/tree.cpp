@@ -303,7 +303,7 @@ bool show(const Request &request, const InputFile &file, const AviReaderState *r
         JsonTree tree(reader);
         return walk_chunks(file, tree, options);
     }
-    const std::int64_t refused_at = has_position(refusal.reason) ? refusal.pos : -1;
+    const std::int64_t refused_at = refusal_place(refusal, file);
     TextTree tree(reader, refused_at, file.size(), request.all);
     const bool whole = walk_chunks(file, tree, options);
     tree.finish();

@@ -52,13 +52,14 @@ std::vector<Finding> Examination::finish(const AviRefusal &refusal) {
     indexes_.finish();
     extensions_.finish();
     if (reader_) reader_->finish();
-    const bool any_media = media_.indexed_chunks() != 0;
-    if (!any_index_ && any_media) findings_.add("no_index", -1, "the file has no index");
+    // Sound alone is found by its rate.
+    const bool pictures = described_.first("vids") != nullptr && media_.indexed_chunks() != 0;
+    if (!any_index_ && pictures) findings_.add("no_index", -1, "the file has no index");
     std::vector<Finding> found = findings_.take();
     if (refusal.reason != AviReason::none) {
-        const std::int64_t pos = has_position(refusal.reason) ? refusal.pos : -1;
-        found.insert(found.begin(), {find_rule(reason_word(refusal.reason)), pos,
-                                     refusal_sentence(refusal, file_)});
+        found.insert(found.begin(),
+                     {find_rule(reason_word(refusal.reason)), refusal_place(refusal, file_),
+                      refusal_sentence(refusal, file_)});
     }
     return found;
 }

@@ -32,7 +32,7 @@ std::vector<Finding> Findings::take() {
         if (counted == counts_.end() || counted->second <= kToldOfARule) continue;
         found_.push_back(
             {&rule, -1,
-             fmt::format("{} more of {}", with_commas(counted->second - kToldOfARule), rule.id)});
+             fmt::format("and {} more like that", with_commas(counted->second - kToldOfARule))});
     }
     return std::exchange(found_, {});
 }

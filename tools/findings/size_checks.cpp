@@ -12,14 +12,14 @@ constexpr std::uint32_t kNeverFilledIn = 12;
 
 }  // namespace
 
-void SizeChecks::check_size(const Chunk &chunk) {
+void SizeChecks::check_size(const Chunk &chunk, Parents parents) {
     const std::string declares =
         fmt::format("{} declares {}", at(chunk), count_of(chunk.declared, "byte"));
     const std::string there = bytes_text(chunk.held);
     if (chunk.cut_short() && chunk.end() == file_size_) {
         findings_.add("claims_too_much", chunk.pos,
                       fmt::format("{}: the file ends after {}", declares, there));
-    } else if (chunk.cut_short() && !chunk.misleads) {
+    } else if (chunk.cut_short() && !parents.empty() && chunk.end() == parents.back().end()) {
         findings_.add("claims_too_much", chunk.pos,
                       fmt::format("{}: what holds it ends after {}", declares, there));
     } else if (!chunk.misleads || chunk.held == chunk.declared) {
@@ -45,12 +45,12 @@ void SizeChecks::enter(const Chunk &list, Parents parents) {
 }
 
 void SizeChecks::leave(const Chunk &list, Parents parents) {
-    check_size(list);
+    check_size(list, parents);
     if (parents.empty()) last_form_ = list;
 }
 
 void SizeChecks::visit(const Chunk &chunk, Parents parents) {
-    check_size(chunk);
+    check_size(chunk, parents);
     if (parents.empty() && chunk.pos != 0) {
         findings_.add("behind_last_form", chunk.pos,
                       fmt::format("{} lies outside the forms", at(chunk)));

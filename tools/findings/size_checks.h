@@ -19,7 +19,7 @@ public:
     void hole(std::int64_t pos, std::int64_t size, Parents parents) override;
 
 private:
-    void check_size(const Chunk &chunk);
+    void check_size(const Chunk &chunk, Parents parents);
 
     std::int64_t file_size_;
     Findings &findings_;
