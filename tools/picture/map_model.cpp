@@ -49,20 +49,6 @@ PartKind kind_of(const Chunk &chunk) {
     return PartKind::other;
 }
 
-// By AVI's own clock: a sample lasts scale / rate seconds, and is a chunk where the header gives no
-// size for it.
-void set_clock(Lane &lane, const AviStreamRecord &stream) {
-    const AviStreamHeader &header = stream.header;
-    const bool played = stream.kind == ChunkKind::audio || is_video(stream);
-    if (!played || header.rate == 0 || header.scale == 0) return;
-    const double sample = static_cast<double>(header.scale) / header.rate;
-    if (header.sample_size == 0) {
-        lane.seconds_per_chunk = sample;
-    } else {
-        lane.seconds_per_byte = sample / header.sample_size;
-    }
-}
-
 }  // namespace
 
 void Mark::add(const Chunk &chunk) {
@@ -105,8 +91,8 @@ MapModel::MapModel(const AviReaderState *reader, std::int64_t file_size) : size_
     if (reader == nullptr) return;
     for (std::int32_t i = 0; i < reader->stream_count; ++i) {
         Lane &lane = lanes_[i];
-        set_clock(lane, reader->streams[i]);
-        if (!lane.timed()) continue;
+        lane.rate = clock_of(reader->streams[i]);
+        if (!lane.rate.runs()) continue;
         const bool better =
             leading_ >= 0 && is_video(reader->streams[i]) && !is_video(reader->streams[leading_]);
         if (leading_ < 0 || better) leading_ = i;
@@ -214,14 +200,13 @@ void MapModel::add_media(const Chunk &chunk) {
     mark.add(chunk);
     ++lane.chunks;
     lane.bytes += held_bytes(chunk);
-    if (lane.timed()) play(lane, mark, chunk);
+    if (lane.rate.runs()) play(lane, mark, chunk);
 }
 
 void MapModel::play(Lane &lane, Mark &mark, const Chunk &chunk) {
-    const auto bytes = static_cast<double>(held_bytes(chunk));
     const double before = lane.time;
-    const double seconds = lane.seconds_per_chunk + lane.seconds_per_byte * bytes;
-    lane.bitrate.add(before, seconds, bytes);
+    const double seconds = lane.rate.seconds(1, held_bytes(chunk));
+    lane.bitrate.add(before, seconds, static_cast<double>(held_bytes(chunk)));
     lane.time += seconds;
     if (mark.first_time < 0) mark.first_time = before;
     mark.end_time = lane.time;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "chunks/chunk_tree.h"
+#include "chunks/stream_clock.h"
 
 enum class PartKind { form, header, media, index, extension, filler, other, lost };
 
@@ -82,14 +83,11 @@ struct Lane {
     std::vector<Mark> indexes;    // the stream's standard indexes: no more than columns
     std::uint64_t chunks = 0;     // of media, as all that follows
     std::uint64_t bytes = 0;
-    double seconds_per_chunk = 0;  // either of these, or none for a stream without a clock
-    double seconds_per_byte = 0;
+    StreamClock rate;
     double time = 0;  // played so far
     std::vector<ClockSpan> clock;
     std::vector<LeadSpan> lead;  // none for the leading stream
     Bitrate bitrate;
-
-    [[nodiscard]] bool timed() const { return seconds_per_chunk > 0 || seconds_per_byte > 0; }
 };
 
 class MapModel : public ChunkVisitor {
