@@ -1,7 +1,6 @@
-// FourCC comparison, and the classification of chunk ids.
-#include <cstring>
+#include "fourcc.h"
 
-#include "avi_reader.h"
+#include <cstring>
 
 namespace {
 

@@ -8,14 +8,11 @@
 
 namespace {
 
-constexpr std::int64_t kHeader = 8;
-constexpr std::int64_t kListHeader = 12;
+constexpr std::int64_t kHeader = kChunkHeaderSize;
+constexpr std::int64_t kListHeader = kListHeaderSize;
 constexpr std::int64_t kBlock = 4096;   // file systems keep no smaller holes
 constexpr int kMostHops = 64;           // over the chunks of a list to see that they fill it
 constexpr std::int64_t kMenuType = 20;  // where a menu form says what it is
-
-constexpr FourCC kQmnu = avi_fourcc_from_string("QMNU");
-constexpr FourCC kMovi = avi_fourcc_from_string("movi");
 
 // Whether it can be the name of a chunk: letters, digits, a space or an underscore.
 bool is_name(FourCC id) {
@@ -109,7 +106,7 @@ private:
         Chunk chunk = chunk_here();
         if (ends_a_level(chunk)) return;
         if (chunk.type.value == 0 || parents_.size() >= kDeepestList) {
-            if (!leads_to_a_chunk(chunk)) correct(chunk);
+            if (chunk.type.value == 0 && !leads_to_a_chunk(chunk)) correct(chunk);
             visitor_.visit(chunk, parents_);
             pos_ = after(chunk);
             return;
@@ -177,26 +174,36 @@ private:
         return pos + kHeader <= level_end() && window_.u32(pos) == 0 && window_.u32(pos + 4) == 0;
     }
 
-    // Whether a chunk of any name may begin there: one that fits, and is followed by another.
+    // Whether a chunk of any name may begin there: one that fits, and is followed by another. Bytes
+    // that are no name have to lead exactly to a known one.
     bool leads_on(std::int64_t pos) {
-        if (!is_name({window_.u32(pos)})) return false;
         const std::int64_t end = pos + kHeader + window_.u32(pos + 4);
-        return end <= level_end() && (end + kHeader > level_end() || chunk_starts_at(end) ||
-                                      chunk_starts_at(end + end % 2) || is_zero(end));
+        if (end > level_end()) return false;
+        if (chunk_starts_at(end) || chunk_starts_at(end + end % 2)) return true;
+        return is_name({window_.u32(pos)}) && (end + kHeader > level_end() || is_zero(end));
     }
 
     // Whether the chunk's size is taken for true: what follows it is a chunk, or nothing.
     bool leads_to_a_chunk(const Chunk &chunk) {
-        const bool form = is_form(chunk);
-        if (chunk.declared < 4 && form) return false;
+        if (chunk.declared < 4 && is_form(chunk)) return false;
         const std::int64_t end = chunk.payload() + chunk.declared;
         if (end > level_end()) return false;
-        if (chunk.type.value != 0 && is_filled(chunk)) return true;
+        if (chunk.type.value != 0 && !is_list(chunk, "movi") && is_filled(chunk)) return true;
         for (std::int64_t next = end; next <= end + chunk.declared % 2; ++next) {
-            if (next + kHeader > level_end() || chunk_starts_at(next) || leads_on(next))
+            if (next + kHeader > level_end()) return true;
+            if (chunk.type.value != 0 ? may_follow(chunk, next)
+                                      : chunk_starts_at(next) || leads_on(next)) {
                 return true;
+            }
         }
-        return is_zero(end);
+        return chunk.type.value == 0 && holds_media(parents_) && is_zero(end);
+    }
+
+    // Media directly behind a 'movi' list belong into it.
+    bool may_follow(const Chunk &list, std::int64_t pos) {
+        const bool media = is_list(list, "movi") && is_media_id({window_.u32(pos)});
+        const bool named = is_name({window_.u32(pos)}) && leads_on(pos);
+        return (chunk_starts_at(pos) || named) && !media;
     }
 
     // Whether a form's or list's few chunks end where it does.

@@ -61,10 +61,7 @@ const char *find(const std::array<Meaning, Count> &meanings, FourCC id) {
 }
 
 const char *media_words(FourCC id) {
-    char c[5];
-    avi_fourcc_to_chars(id, c);
-    const bool numbered = avi_is_stream_number(c[0], c[1]) || avi_is_stream_number(c[2], c[3]);
-    if (!numbered) return nullptr;
+    if (!avi_stream_number(id) && !avi_trailing_stream_number(id)) return nullptr;
     if (avi_fourcc_equal({id.value >> 16}, {avi_fourcc_from_string("pc__").value & 0xFFFF})) {
         return "palette change";
     }
@@ -107,14 +104,17 @@ bool is_known_id(FourCC id) {
     return find(kChunks, id) != nullptr || media_words(id) != nullptr;
 }
 
+bool is_media_id(FourCC id) {
+    return media_words(id) != nullptr;
+}
+
 bool is_known_list(FourCC type) {
     return find(kLists, type) != nullptr;
 }
 
 int stream_number(FourCC id) {
-    char c[5];
-    avi_fourcc_to_chars(id, c);
-    return avi_is_stream_number(c[0], c[1]) ? (c[0] - '0') * 10 + c[1] - '0' : -1;
+    const auto number = avi_stream_number(id);
+    return number ? static_cast<int>(*number) : -1;
 }
 
 const char *chunk_words(const Chunk &chunk, Parents parents) {

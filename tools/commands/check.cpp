@@ -4,7 +4,7 @@
 #include <optional>
 #include <vector>
 
-#include "chunks/record.h"
+#include "avi_reader/avi_reader.h"
 #include "commands/check_report.h"
 #include "commands/command.h"
 #include "commands/given.h"
@@ -30,7 +30,7 @@ Diagnosis examine(const std::string &path, bool show_progress) {
     Diagnosis diagnosis;
     diagnosis.file = path;
     const InputFile file(path);
-    const Record record(aviin_open(path.c_str(), 0, &diagnosis.refusal));
+    const AviReader record(aviin_open(path.c_str(), 0, &diagnosis.refusal));
     if (record == nullptr) {
         diagnosis.status = Exit::refused;
         diagnosis.sentence = refused_text(diagnosis.refusal, file);
@@ -75,7 +75,7 @@ void report(const Request &request, const Diagnosis &diagnosis) {
     } else if (!request.sarif) {
         fmt::print("{}", diagnosis_text(diagnosis));
     }
-    std::fflush(stdout);
+    flush_output();
 }
 
 Exit status_of(const Request &request, const Diagnosis &diagnosis) {

@@ -73,13 +73,19 @@ void add_jobs(CLI::App &command, Given &given) {
 }
 
 void add_colour(CLI::App &command, Given &given) {
-    const std::map<std::string, Colour> words = {
-        {"auto", Colour::automatic}, {"always", Colour::always}, {"never", Colour::never}};
+    const auto choose = [&given](const std::string &when) {
+        const std::map<std::string, Colour> words = {
+            {"auto", Colour::automatic}, {"always", Colour::always}, {"never", Colour::never}};
+        const auto chosen = words.find(when);
+        if (chosen == words.end()) {
+            throw CLI::ValidationError("--color " + text_of(when), "say auto, always or never");
+        }
+        given.colour = chosen->second;
+    };
     command
-        .add_option("--color", given.colour, "When to use colours: auto, always or never (auto)")
-        ->option_text("WHEN")
-        ->transform(CLI::Transformer(words))
-        ->check(CLI::IsMember(words));
+        .add_option_function<std::string>("--color", choose,
+                                          "When to use colours: auto, always or never (auto)")
+        ->option_text("WHEN");
 }
 
 CLI::Option *add_quiet(CLI::App &command, Given &given, const std::string &words) {

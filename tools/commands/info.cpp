@@ -3,8 +3,8 @@
 #include <optional>
 #include <vector>
 
+#include "avi_reader/avi_reader.h"
 #include "chunks/input_file.h"
-#include "chunks/record.h"
 #include "chunks/stream_words.h"
 #include "commands/command.h"
 #include "commands/given.h"
@@ -20,11 +20,11 @@ struct Request {
 };
 
 // The record, or none after a line that says why.
-Record open_record(const std::string &path) {
+AviReader open_record(const std::string &path) {
     try {
         const InputFile file(path);
         AviRefusal refusal{};
-        Record record(aviin_open(path.c_str(), 0, &refusal));
+        AviReader record(aviin_open(path.c_str(), 0, &refusal));
         if (record == nullptr) {
             complain(fmt::format("{}: {}", path_text(path), refused_text(refusal, file)));
         }
@@ -126,7 +126,7 @@ Exit run(const Request &request) {
     const std::vector<GivenFile> files = files_of(request.given, folders);
     Exit status = folders.status() == Exit::success ? Exit::success : Exit::disagreed;
     for (const auto &[path, within] : files) {
-        const Record record = open_record(path);
+        const AviReader record = open_record(path);
         if (record == nullptr) status = Exit::disagreed;
         if (request.json) {
             fmt::print("{}\n", record_json(path, record.get()));

@@ -9,7 +9,7 @@
 #include <optional>
 #include <set>
 
-#include "chunks/record.h"
+#include "avi_reader/avi_reader.h"
 #include "commands/command.h"
 #include "commands/given.h"
 #include "findings/examination.h"
@@ -128,7 +128,7 @@ void draw(const std::string &path, const std::string &output, bool show_progress
     const InputFile file(path);
     require_other_file(path, output);
     AviRefusal refusal{};
-    const Record record(aviin_open(path.c_str(), 0, &refusal));
+    const AviReader record(aviin_open(path.c_str(), 0, &refusal));
     MapModel model(record.get(), file.size());
     Examination examination(file, record.get());
     Both both(model, examination);

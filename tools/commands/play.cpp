@@ -6,7 +6,7 @@
 #include <optional>
 #include <vector>
 
-#include "chunks/record.h"
+#include "avi_reader/avi_reader.h"
 #include "chunks/stream_clock.h"
 #include "chunks/stream_words.h"
 #include "commands/command.h"
@@ -202,7 +202,7 @@ void print_json(const std::string &path, const Request &request, const InputFile
 // The plug-in tells no reason; its reader does.
 Failure with_reason(const Failure &failure, const std::string &path, const InputFile &file) {
     AviRefusal refusal{};
-    const Record record(aviin_open(path.c_str(), 0, &refusal));
+    const AviReader record(aviin_open(path.c_str(), 0, &refusal));
     if (failure.status() != Exit::refused || record != nullptr) return failure;
     return {Exit::refused, fmt::format("{}: {}", failure.what(), refused_text(refusal, file))};
 }
@@ -228,7 +228,7 @@ Outcome play_file(const Plugin &plugin, const std::string &path, const Request &
     Playback playback = play_through(plugin, path, request, file);
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
 
-    const Record record(aviin_open(path.c_str(), 0));
+    const AviReader record(aviin_open(path.c_str(), 0));
     if (record == nullptr) add_disagreement(playback, "the reader refuses what the plug-in opens");
     if (request.json) {
         print_json(path, request, file, record.get(), playback);
@@ -236,7 +236,7 @@ Outcome play_file(const Plugin &plugin, const std::string &path, const Request &
         if (!first) fmt::print("\n");
         print_summary(path, request, file, record.get(), playback, took.count());
     }
-    std::fflush(stdout);
+    flush_output();
     const Outcome outcome = outcome_of(playback);
     if (outcome.status != Exit::success) complain(path_text(path) + ": " + outcome.sentence);
     return outcome;

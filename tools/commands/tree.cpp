@@ -10,8 +10,8 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "avi_reader/avi_reader.h"
 #include "chunks/chunk_tree.h"
-#include "chunks/record.h"
 #include "commands/command.h"
 #include "commands/given.h"
 #include "commands/tree_filter.h"
@@ -304,12 +304,12 @@ void show(const Request &request, const std::string &path, bool first) {
                                                file.size(), *request.choice.at));
     }
     AviRefusal refusal{};
-    const Record record(aviin_open(path.c_str(), 0, &refusal));
+    const AviReader record(aviin_open(path.c_str(), 0, &refusal));
     if (!first && !request.json) fmt::print("\n");
     print_file(request, path, file, record != nullptr,
                record != nullptr ? "opens" : refused_text(refusal, file));
     if (show(request, file, record.get(), refusal)) return;
-    std::fflush(stdout);
+    flush_output();
     fail_interrupted(path);
 }
 

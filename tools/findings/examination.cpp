@@ -10,7 +10,7 @@ Examination::Examination(const InputFile &file, const AviReaderState *reader)
       media_(described_, findings_),
       indexes_(file, described_, media_, findings_),
       extensions_(file, described_, findings_) {
-    if (reader != nullptr) reader_.emplace(*reader, findings_);
+    if (reader != nullptr) reader_.emplace(file, *reader, findings_);
 }
 
 template <typename Call>

@@ -37,8 +37,8 @@ std::string entries_text(std::uint64_t count) {
 
 // The stream that an id of media or of a standard index names ("01wb", "ix01"), or -1.
 int any_stream_number(FourCC id) {
-    const int number = stream_number(id);
-    return number >= 0 ? number : stream_number({id.value >> 16 | id.value << 16});
+    const auto trailing = avi_trailing_stream_number(id);
+    return trailing && stream_number(id) < 0 ? static_cast<int>(*trailing) : stream_number(id);
 }
 
 }  // namespace

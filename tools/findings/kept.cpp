@@ -3,65 +3,87 @@
 #include <fmt/format.h>
 
 #include "chunks/stream_words.h"
+#include "terminal/text.h"
 
 namespace {
 
-constexpr std::int64_t kHeader = 8;
-constexpr std::int64_t kListHeader = 12;
 constexpr std::int64_t kMenuFormHeader = 24;
 constexpr std::int64_t kStreamDataHeader = 16;  // with its two values
 
+bool is_in(std::int64_t pos, const Chunk &list) {
+    return pos > list.pos && pos < list.end();
+}
+
 }  // namespace
+
+std::int32_t stream_of_list(const AviReaderState &reader, std::int64_t list_pos) {
+    for (std::int32_t i = 0; i < reader.stream_count; ++i) {
+        if (reader.streams[i].list_pos == list_pos) return i;
+    }
+    return -1;
+}
+
+bool keeps_stream_data(const AviReaderState &reader, std::int32_t stream, const Chunk &chunk) {
+    if (reader.streams[stream].kind != ChunkKind::compressed_video) return false;
+    const VideoTrack &row = reader.video.rows[reader.streams[stream].track];
+    // The record has the low 32 bits of the position.
+    return row.has_stream_data != 0 &&
+           row.stream_data_pos == static_cast<std::uint32_t>(chunk.pos + kStreamDataHeader);
+}
 
 Kept::Kept(const AviReaderState *reader) : reader_(reader) {
     if (reader == nullptr) return;
     const auto mark = [this](std::int64_t pos, std::int64_t header, std::string text) {
         if (pos != 0) marks_[pos - header] = std::move(text);
     };
-    mark(reader->movi_pos, kListHeader, "position of its first chunk");
+    mark(reader->movi_pos, kListHeaderSize, "position of its first chunk");
     mark(reader->index_pos, 0, "position");
-    mark(reader->data_list_pos, kListHeader, "position");
-    mark(reader->menu_list_pos, kListHeader, "position");
+    mark(reader->data_list_pos, kListHeaderSize, "position");
+    mark(reader->menu_list_pos, kListHeaderSize, "position");
     mark(reader->form_menu_pos, kMenuFormHeader, "position of its first chunk");
-    mark(reader->data_blob.pos, kHeader, "whole, without its header");
+    mark(reader->data_blob.pos, kChunkHeaderSize, "whole, without its header");
     mark(reader->menu_blob.pos, 0, "whole");
     mark(reader->form_menu_blob.pos, 0, "whole");
+    mark(reader->main_header_pos, 0, "whole");
     for (std::size_t i = 0; i < kAviSuperIndexes; ++i) {
         mark(reader->super_index_pos[i], 0, fmt::format("header, for stream {}", i));
     }
-    for (const VideoTrack &row : reader->video.used()) {
-        if (row.has_stream_data != 0) mark(row.stream_data_pos, kStreamDataHeader, "whole");
+    for (std::int32_t i = 0; i < reader->stream_count; ++i) {
+        mark(reader->streams[i].list_pos, 0,
+             fmt::format("stream {}: {}", i, kind_text(reader->streams[i])));
     }
 }
 
-// The reader takes the header lists that lie before the media.
+// A header list was read when something of it was kept.
+bool Kept::was_read(const Chunk &header_list) const {
+    if (is_in(reader_->main_header_pos, header_list)) return true;
+    for (std::int32_t i = 0; i < reader_->stream_count; ++i) {
+        if (is_in(reader_->streams[i].list_pos, header_list)) return true;
+    }
+    return false;
+}
+
 std::string Kept::of_header_list(const Chunk &chunk, Parents parents) {
-    const bool before_media =
-        !parents.empty() && parents[0].pos == 0 && chunk.pos < reader_->movi_pos - kListHeader;
-    if (!before_media) return {};
-    if (parents.size() == 1) return is_list(chunk, "hdrl") ? "read" : "";
-    if (!is_list(parents[1], "hdrl")) return {};
-    if (parents.size() == 3 && is_list(parents[2], "strl")) return of_stream_chunk(chunk);
-    if (parents.size() != 2) return {};
-    if (is_chunk(chunk, "avih") && !main_header_) {
-        main_header_ = true;
-        return "whole";
+    if (is_list(chunk, "hdrl")) return was_read(chunk) ? "read" : "";
+    if (parents.size() < 2 || !is_list(parents[1], "hdrl")) return {};
+    if (is_list(chunk, "odml") && reader_->total_frames_ext != 0 && was_read(parents[1])) {
+        return fmt::format("{} over all forms", count_of(reader_->total_frames_ext, "frame"));
     }
-    if (is_list(chunk, "odml") && reader_->total_frames_ext != 0) {
-        return fmt::format("{} frames over all forms", reader_->total_frames_ext);
-    }
-    if (!is_list(chunk, "strl") || streams_ >= reader_->stream_count) return {};
-    const std::int32_t number = streams_++;
-    return fmt::format("stream {}: {}", number, kind_text(reader_->streams[number]));
+    const std::int32_t number = stream_of_list(*reader_, parents.back().pos);
+    return number < 0 ? "" : of_stream_chunk(chunk, number);
 }
 
-std::string Kept::of_stream_chunk(const Chunk &chunk) const {
-    if (streams_ == 0) return {};
-    const AviStreamRecord &stream = reader_->streams[streams_ - 1];
+// Of each id the first in its list: the reader looks for no second one.
+std::string Kept::of_stream_chunk(const Chunk &chunk, std::int32_t number) {
+    if (number != stream_) seen_.clear();
+    stream_ = number;
+    if (!seen_.insert(chunk.id.value).second) return {};
+    const AviStreamRecord &stream = reader_->streams[number];
     if (is_chunk(chunk, "strh")) return "whole";
     if (is_chunk(chunk, "strf") && stream.kind != ChunkKind::unknown) {
         return format_text(*reader_, stream);
     }
+    if (is_chunk(chunk, "strd")) return keeps_stream_data(*reader_, number, chunk) ? "whole" : "";
     return is_chunk(chunk, "strn") ? name_text(*reader_, stream) : "";
 }
 

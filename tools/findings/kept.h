@@ -3,6 +3,7 @@
 #define TOOLS_FINDINGS_KEPT_H
 
 #include <cstdint>
+#include <set>
 #include <string>
 #include <unordered_map>
 
@@ -14,17 +15,25 @@ public:
     explicit Kept(const AviReaderState *reader);
 
     // "stream 0: video", "position", ..., and empty for a chunk of which nothing is kept. To be
-    // asked for each chunk in file order: streams are told by counting their lists.
+    // asked for each chunk in file order.
     std::string of(const Chunk &chunk, Parents parents);
 
 private:
+    [[nodiscard]] bool was_read(const Chunk &header_list) const;
     std::string of_header_list(const Chunk &chunk, Parents parents);
-    [[nodiscard]] std::string of_stream_chunk(const Chunk &chunk) const;
+    std::string of_stream_chunk(const Chunk &chunk, std::int32_t number);
 
     const AviReaderState *reader_;
     std::unordered_map<std::int64_t, std::string> marks_;  // by the position of the chunk's header
-    std::int32_t streams_ = 0;
-    bool main_header_ = false;
+    std::int32_t stream_ = -1;                             // whose list was asked of last
+    std::set<std::uint32_t> seen_;                         // ids in it
 };
+
+// The number of the stream whose "strl" list has its header there, or -1.
+[[nodiscard]] std::int32_t stream_of_list(const AviReaderState &reader, std::int64_t list_pos);
+
+// Whether this "strd" chunk is the one that the stream's row keeps.
+[[nodiscard]] bool keeps_stream_data(const AviReaderState &reader, std::int32_t stream,
+                                     const Chunk &chunk);
 
 #endif

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "chunks/stream_words.h"
+#include "findings/kept.h"
 #include "findings/sentences.h"
 #include "terminal/text.h"
 
@@ -24,25 +25,35 @@ std::int64_t walk_end(const Chunk &list) {
     return list.pos + list.declared;
 }
 
-}  // namespace
-
-bool ReaderChecks::before_media(const Chunk &chunk, Parents parents) const {
-    return in_first_form(parents) && chunk.pos < reader_.movi_pos - 12;
+// Where the chunk of that id begins whose bytes the reader keeps from `kept` on: a header that the
+// file cuts short is shorter than others.
+std::int64_t start_of(const InputFile &file, const char *id, std::int64_t kept) {
+    for (std::int64_t pos = kept; pos >= 0 && pos >= kept - kChunkHeaderSize; --pos) {
+        unsigned char bytes[4]{};
+        file.read(bytes, sizeof bytes, pos);
+        if (avi_fourcc_equal({avi_get_u32le(bytes)}, avi_fourcc_from_string(id))) return pos;
+    }
+    return std::min(kept, file.size());
 }
 
-bool ReaderChecks::is_loaded_list(Parents parents) const {
-    return parents.size() == 2 && is_extension_list(parents.back()) &&
-           before_media(parents.back(), parents);
+}  // namespace
+
+// The record has the place of the last list of each kind; those before it were walked, too.
+bool ReaderChecks::is_walked(const Chunk &list, Parents parents) const {
+    const std::int64_t last = is_list(list, "QRDT") ? reader_.data_list_pos : reader_.menu_list_pos;
+    return parents.size() == 1 && in_first_form(parents) && list.pos + kListHeaderSize <= last;
 }
 
 void ReaderChecks::check_extension_list(const Chunk &list, Parents parents) {
-    if (parents.size() == 1 && before_media(list, parents)) return;
+    if (is_walked(list, parents)) return;
     const bool in_menu_form =
         parents.size() == 1 && list.pos == parents[0].pos + 12 && is_list(list, "QMNU");
     if (in_menu_form) return;
     const char *where = !in_first_form(parents)            ? "lies in a later form"
                         : list.pos > reader_.movi_pos - 12 ? "lies behind 'movi'"
-                                                           : "lies inside another list";
+                        : parents.size() > 1
+                            ? "lies inside another list"
+                            : "lies where the walk of the first form does not come";
     findings_.add("extension_list_not_loaded", list.pos,
                   fmt::format("{} {}: it is never loaded", at(list), where));
 }
@@ -62,7 +73,7 @@ void ReaderChecks::check_index(const Chunk &index, Parents parents) {
 void ReaderChecks::check_stream_name(const Chunk &chunk, std::int32_t length, bool kept) {
     if (!kept) {
         findings_.add("name_not_kept", chunk.pos,
-                      fmt::format("{} is not kept for stream {}", at(chunk), streams_ - 1));
+                      fmt::format("{} is not kept for stream {}", at(chunk), stream_));
     } else if (static_cast<std::uint32_t>(length) != chunk.declared) {
         findings_.add("name_cut", chunk.pos,
                       fmt::format("{} declares {}: {} are kept, by the low 16 bits of its size",
@@ -70,26 +81,20 @@ void ReaderChecks::check_stream_name(const Chunk &chunk, std::int32_t length, bo
     }
 }
 
-// Streams are numbered by their lists, in the record as in the file.
 void ReaderChecks::check_stream_chunk(const Chunk &chunk) {
-    const std::int32_t number = streams_ - 1;
-    if (number >= reader_.stream_count) return;
-    const AviStreamRecord &stream = reader_.streams[number];
+    const AviStreamRecord &stream = reader_.streams[stream_];
     const bool video = stream.kind == ChunkKind::compressed_video;
     if (is_chunk(chunk, "strd")) {
-        const VideoTrack *row = video ? &reader_.video.rows[stream.track] : nullptr;
-        const bool kept = row != nullptr && row->has_stream_data != 0 &&
-                          row->stream_data_pos == static_cast<std::int32_t>(chunk.pos + 16);
-        if (kept) return;
+        if (keeps_stream_data(reader_, stream_, chunk)) return;
         findings_.add("stream_data_not_kept", chunk.pos,
-                      fmt::format("{} is not kept for stream {}: {}", at(chunk), number,
+                      fmt::format("{} is not kept for stream {}: {}", at(chunk), stream_,
                                   video ? "it does not follow the format, or could not be read"
                                         : "only video streams have stream data"));
     } else if (is_chunk(chunk, "indx")) {
         const auto &kept = reader_.super_index_pos;
         if (std::find(std::begin(kept), std::end(kept), chunk.pos) != std::end(kept)) return;
         findings_.add("super_index_not_kept", chunk.pos,
-                      fmt::format("{} is not kept for stream {}", at(chunk), number));
+                      fmt::format("{} is not kept for stream {}", at(chunk), stream_));
     } else if (is_chunk(chunk, "strn")) {
         const std::uint32_t track = stream.track;
         if (video) {
@@ -105,61 +110,56 @@ void ReaderChecks::check_stream_chunk(const Chunk &chunk) {
     }
 }
 
-// The end test looks at the stream's position: a chunk in the list's last 8 bytes is visited after
-// one that was stepped over, and not after one that was read to its end.
 void ReaderChecks::check_extension_chunk(const Chunk &chunk, Parents parents) {
     const Chunk &list = parents.back();
     const bool data = is_list(list, "QRDT") && is_chunk(chunk, "MTDA");
     const bool menu = is_list(list, "QMNU") && is_chunk(chunk, "MENU");
-    const bool visited = list_read_ < walk_end(list);
-    if (!visited) {
+    if (!data && !menu) return;
+    const std::int64_t kept = data ? reader_.data_blob.pos : reader_.menu_blob.pos;
+    if (kept == (data ? chunk.payload() : chunk.pos)) return;
+    if (kept > chunk.pos) {
+        findings_.add("extension_chunk_not_kept", chunk.pos,
+                      fmt::format("{} is not kept: a later one takes its place", at(chunk)));
+    } else if (chunk.pos >= walk_end(list)) {
         findings_.add(
             "never_visited", chunk.pos,
-            fmt::format("{} lies in the last 8 bytes of {}: the reader's walk ends before it",
+            fmt::format("{} lies in the last 8 bytes of {}: the reader's walk ends before "
+                        "it",
                         at(chunk), name_of_chunk(list)));
-        return;
-    }
-    list_read_ = data || menu ? chunk.payload() + chunk.declared : chunk.pos;
-    const bool kept = (data && chunk.payload() == reader_.data_blob.pos) ||
-                      (menu && chunk.pos == reader_.menu_blob.pos);
-    if ((data || menu) && !kept) {
-        const std::int64_t other = data ? reader_.data_blob.pos : reader_.menu_blob.pos;
+    } else {
         findings_.add(
             "extension_chunk_not_kept", chunk.pos,
-            fmt::format("{} is not kept: {}", at(chunk),
-                        other > chunk.pos ? "a later one takes its place"
-                                          : "no buffer could hold it, or a later list has none"));
+            fmt::format("{} is not kept: no buffer could hold it, or a later list has none",
+                        at(chunk)));
     }
 }
 
 void ReaderChecks::enter(const Chunk &list, Parents parents) {
     if (is_extension_list(list)) check_extension_list(list, parents);
-    list_read_ = list.pos + 12;
-    if (is_list(list, "strl") && parents.size() == 2 && is_list(parents.back(), "hdrl") &&
-        before_media(list, parents)) {
-        ++streams_;
-        in_stream_ = true;
-    }
+    if (is_list(list, "strl")) stream_ = stream_of_list(reader_, list.pos);
 }
 
 void ReaderChecks::leave(const Chunk &list, Parents) {
-    if (is_list(list, "strl")) in_stream_ = false;
+    if (is_list(list, "strl")) stream_ = -1;
 }
 
 void ReaderChecks::visit(const Chunk &chunk, Parents parents) {
-    if (is_chunk(chunk, "idx1") || is_chunk(chunk, "1idx")) check_index(chunk, parents);
-    if (is_loaded_list(parents)) check_extension_chunk(chunk, parents);
-    if (in_stream_) check_stream_chunk(chunk);
+    if (is_index(chunk)) check_index(chunk, parents);
+    const bool in_walked_list = !parents.empty() && is_extension_list(parents.back()) &&
+                                is_walked(parents.back(), parents.first(parents.size() - 1));
+    if (in_walked_list) check_extension_chunk(chunk, parents);
+    if (stream_ >= 0) check_stream_chunk(chunk);
 }
 
 void ReaderChecks::check_blob(const char *id, const AviBlob &blob, std::int64_t header) {
-    const std::int64_t missing = blob.pos + blob.size + header - reader_.stream.size;
+    const std::int64_t missing = blob.pos + blob.size + header - file_.size();
     if (blob.pos == 0 || missing <= 0) return;
+    const std::int64_t pos = start_of(file_, id, blob.pos);
     findings_.add(
-        "extension_cut_short", blob.pos,
-        fmt::format("the file ends {} before the '{}' chunk at 0x{:x} does: they are kept as 0",
-                    count_of(static_cast<std::uint64_t>(missing), "byte"), id,
-                    blob.pos - (header == 0 ? 8 : 0)));
+        "extension_cut_short", pos,
+        fmt::format("the file ends {} before the '{}' chunk at 0x{:x} does: they are kept "
+                    "as 0",
+                    bytes_text(missing), id, pos));
 }
 
 void ReaderChecks::check_streams() {

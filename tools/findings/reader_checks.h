@@ -10,8 +10,8 @@
 
 class ReaderChecks : public ChunkVisitor {
 public:
-    ReaderChecks(const AviReaderState &reader, Findings &findings)
-        : reader_(reader), findings_(findings) {}
+    ReaderChecks(const InputFile &file, const AviReaderState &reader, Findings &findings)
+        : file_(file), reader_(reader), findings_(findings) {}
 
     void enter(const Chunk &list, Parents parents) override;
     void leave(const Chunk &list, Parents parents) override;
@@ -27,14 +27,12 @@ private:
     void check_extension_chunk(const Chunk &chunk, Parents parents);
     void check_blob(const char *id, const AviBlob &blob, std::int64_t header);
     void check_streams();
-    [[nodiscard]] bool before_media(const Chunk &chunk, Parents parents) const;
-    [[nodiscard]] bool is_loaded_list(Parents parents) const;
+    [[nodiscard]] bool is_walked(const Chunk &list, Parents parents) const;
 
+    const InputFile &file_;
     const AviReaderState &reader_;
     Findings &findings_;
-    std::int32_t streams_ = 0;    // "strl" lists met so far where the reader takes them
-    bool in_stream_ = false;      // inside the last of them
-    std::int64_t list_read_ = 0;  // where the reader stands in the extension list it walks
+    std::int32_t stream_ = -1;  // whose list is being walked
 };
 
 #endif

@@ -6,8 +6,8 @@
 
 namespace {
 
-constexpr std::int64_t kHeader = 8;
-constexpr std::int64_t kListHeader = 12;
+constexpr std::int64_t kHeader = kChunkHeaderSize;
+constexpr std::int64_t kListHeader = kListHeaderSize;
 constexpr std::uint32_t kStreamHeader = 56;
 constexpr std::uint32_t kVideoFormat = 40;
 constexpr int kDeepest = 3;  // a chunk of a stream list
@@ -213,6 +213,8 @@ const char *reason_word(AviReason reason) {
         return "no_memory";
     case AviReason::cannot_open:
         return "cannot_open";
+    case AviReason::cannot_read:
+        return "cannot_read";
     case AviReason::top_level_cut_short:
         return "top_level_cut_short";
     case AviReason::list_header_cut_short:
@@ -279,6 +281,8 @@ std::string refusal_sentence(const AviRefusal &refusal, const InputFile &file) {
         return "memory ran out";
     case AviReason::cannot_open:
         return "the file cannot be opened";
+    case AviReason::cannot_read:
+        return fmt::format("the file cannot be read at 0x{:x}", pos);
     case AviReason::top_level_cut_short:
         return top_level_cut_short(file, pos);
     case AviReason::list_header_cut_short:

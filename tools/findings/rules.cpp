@@ -261,8 +261,8 @@ constexpr auto kRules = std::to_array<Rule>({
      "Write all headers before 'movi'."},
     {"stream_data_not_kept", Severity::warning, "Stream data are not kept.",
      "The player does not get them.", "Write 'strd' directly behind a video format of 40 bytes."},
-    {"super_index_not_kept", Severity::warning, "A super index is not kept.",
-     "Players of this reader do not know of it.",
+    {"super_index_not_kept", Severity::note, "A super index is not kept.",
+     "The reader's record is without it; chunks are found all the same.",
      "Write 'indx' last in the stream list, behind formats that are read whole, for streams 0 to "
      "19."},
     {"name_not_kept", Severity::warning, "A stream's name is not kept.",

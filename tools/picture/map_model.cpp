@@ -19,10 +19,9 @@ std::uint64_t held_bytes(const Chunk &chunk) {
 
 // The stream that a standard index ("ix01") is of, or -1 for what is none.
 int indexed_stream(FourCC id) {
-    char c[5];
-    avi_fourcc_to_chars(id, c);
-    const bool index = c[0] == 'i' && c[1] == 'x' && avi_is_stream_number(c[2], c[3]);
-    return index ? (c[2] - '0') * 10 + c[3] - '0' : -1;
+    const auto number = avi_trailing_stream_number(id);
+    const bool index = !avi_stream_number(id) && avi_chunk_kind(id, true) == ChunkKind::index;
+    return index && number ? static_cast<int>(*number) : -1;
 }
 
 int lane_number(int stream) {

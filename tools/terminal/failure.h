@@ -31,4 +31,7 @@ private:
 // Writes one line to standard error, after the program's name.
 void complain(const std::string &text);
 
+// Writes out what was printed so far. Throws std::system_error when that cannot be done.
+void flush_output();
+
 #endif
