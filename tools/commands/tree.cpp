@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <vector>
 
 #include "avi_reader/avi_reader.h"
@@ -28,8 +29,8 @@ using Json = nlohmann::ordered_json;
 
 struct Request {
     Given given;
-    std::string id;
-    std::string at;
+    std::optional<std::string> id;
+    std::optional<std::string> at;
     TreeChoice choice;
     bool all = false;
     bool json = false;
@@ -314,8 +315,8 @@ void show(const Request &request, const std::string &path, bool first) {
 }
 
 Exit run(Request request) {
-    if (!request.id.empty()) request.choice.id = id_from_text(request.id);
-    if (!request.at.empty()) request.choice.at = offset_from_text(request.at);
+    if (request.id) request.choice.id = id_from_text(*request.id);
+    if (request.at) request.choice.at = offset_from_text(*request.at);
     note_interrupts();
     CommonExit status;
     bool first = true;

@@ -27,7 +27,7 @@ bool holds(std::int64_t pos, std::int64_t end, std::optional<std::int64_t> at) {
 
 bool TreeChoice::shows(const Chunk &chunk, Parents parents) const {
     const bool deep = depth && parents.size() >= *depth;
-    const bool other = id && !avi_fourcc_equal(chunk.id, *id) && !avi_fourcc_equal(chunk.type, *id);
+    const bool other = id && chunk.id.value != id->value && chunk.type.value != id->value;
     return !deep && !other && holds(chunk.pos, chunk.end(), at);
 }
 
