@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include "commands/command.h"
+#include "terminal/text.h"
 
 namespace {
 
@@ -47,10 +48,23 @@ Exit usage_error(const CLI::ParseError &error) {
     return Exit::usage;
 }
 
+// CLI11 asks for a command where it should say that it does not know this one.
+void require_known_command(const CLI::App &app, const std::vector<std::string> &words) {
+    if (words.empty()) throw Failure(Exit::usage, "name a command (see sorn-tool --help)");
+    const std::string &first = words.front();
+    const auto is_named = [&](const CLI::App *command) { return command->get_name() == first; };
+    const bool option = first.starts_with('-');
+    const bool known = option ? first == "-h" || first == "--help" || first == "--version"
+                              : !app.get_subcommands(is_named).empty();
+    if (known) return;
+    throw Failure(Exit::usage, fmt::format("{} is no {} (see sorn-tool --help)", path_text(first),
+                                           option ? "option of sorn-tool" : "command"));
+}
+
 // A full disk must not look like success.
 Exit cannot_write(const char *reason) {
     complain(fmt::format("cannot write to standard output: {}", reason));
-    return Exit::disagreed;
+    return Exit::failed;
 }
 
 Exit finish_output(Exit status) {
@@ -79,7 +93,7 @@ Exit guarded(Command command) {
     } catch (const std::exception &error) {
         complain(error.what());
     }
-    return Exit::disagreed;
+    return Exit::failed;
 }
 
 }  // namespace
@@ -106,6 +120,7 @@ int main(int argc, char **argv) {
     std::signal(SIGPIPE, SIG_IGN);
     return static_cast<int>(guarded([&] {
         try {
+            require_known_command(app, {argv + 1, argv + argc});
             app.parse(argc, argv);
         } catch (const CLI::ParseError &error) {
             if (error.get_exit_code() != 0) return usage_error(error);

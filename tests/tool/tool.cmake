@@ -18,12 +18,15 @@ EMULATOR=$<JOIN:${CMAKE_CROSSCOMPILING_EMULATOR}, >;CC=${CMAKE_C_COMPILER};NM=${
 endfunction()
 
 tool_tests(tool_test.py Play LyingFiles Failures FaultyPlugin Info Installed Far Large)
-tool_tests(look_test.py Check Tree Map LongWork)
+tool_tests(look_test.py Check Tree LongWork)
 tool_tests(findings_test.py Numbers Damage Forms)
+tool_tests(map_test.py Map)
+tool_tests(at_hand_test.py Folders Jobs Choices Words)
 # Without ffmpeg, or with a full disk.
 set_tests_properties(sorn-tool.Large PROPERTIES SKIP_REGULAR_EXPRESSION "OK .skipped=")
 if(NOT CMAKE_CROSSCOMPILING)  # a page and a script are the same for every machine
-    tool_tests(look_test.py Browser Completion)
+    tool_tests(map_test.py Browser)
+    tool_tests(look_test.py Completion)
     set_tests_properties(sorn-tool.Browser PROPERTIES SKIP_REGULAR_EXPRESSION "OK .skipped=")
 endif()
 

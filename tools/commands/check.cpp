@@ -7,8 +7,10 @@
 #include "avi_reader/avi_reader.h"
 #include "commands/check_report.h"
 #include "commands/command.h"
+#include "commands/given.h"
 #include "findings/examination.h"
 #include "findings/refusal_text.h"
+#include "terminal/in_order.h"
 #include "terminal/interrupt.h"
 #include "terminal/progress.h"
 #include "terminal/text.h"
@@ -16,13 +18,12 @@
 namespace {
 
 struct Request {
-    std::vector<std::string> files;
+    Given given;
     std::string explain;
     bool rules = false;
     bool json = false;
     bool sarif = false;
     bool strict = false;
-    bool no_progress = false;
 };
 
 Diagnosis examine(const std::string &path, bool show_progress) {
@@ -66,6 +67,7 @@ Diagnosis diagnose(const std::string &path, bool show_progress) {
 }
 
 void report(const Request &request, const Diagnosis &diagnosis) {
+    if (request.given.quiet && diagnosis.opened() && !diagnosis.flawed()) return;
     if (request.json) {
         fmt::print("{}", diagnosis_json(diagnosis));
     } else if (diagnosis.status == Exit::unreadable) {
@@ -83,21 +85,22 @@ Exit status_of(const Request &request, const Diagnosis &diagnosis) {
 
 Exit check(const Request &request) {
     note_interrupts();
-    std::optional<Exit> status;
+    CommonExit status;
+    const std::vector<GivenFile> files = files_of(request.given, status);
     std::vector<Diagnosis> diagnoses;
-    for (const std::string &path : request.files) {
-        Diagnosis diagnosis = diagnose(path, !request.no_progress);
-        if (interrupted()) {
-            complain(path_text(path) + ": interrupted");
-            return Exit::interrupted;
-        }
+    const auto diagnose_one = [&](std::size_t i) {
+        return diagnose(files[i].path, request.given.shows_progress());
+    };
+    const auto take = [&](Diagnosis diagnosis) {
+        if (interrupted()) fail_interrupted(diagnosis.file);
         report(request, diagnosis);
-        const Exit of_file = status_of(request, diagnosis);
-        status = !status || *status == of_file ? of_file : Exit::disagreed;
+        status.add(status_of(request, diagnosis));
         if (request.sarif) diagnoses.push_back(std::move(diagnosis));
-    }
+        return true;
+    };
+    in_order(files.size(), request.given.jobs, diagnose_one, take);
     if (request.sarif) fmt::print("{}", diagnoses_sarif(diagnoses, SORN_TOOL_VERSION));
-    return status.value_or(Exit::success);
+    return status.status();
 }
 
 Exit explain(const std::string &id) {
@@ -115,7 +118,7 @@ Exit run(const Request &request) {
         fmt::print("{}", request.json ? rules_json() : rules_text());
         return Exit::success;
     }
-    if (request.files.empty()) {
+    if (request.given.paths.empty()) {
         throw Failure(Exit::usage, "check: FILE is required (see sorn-tool --help)");
     }
     return check(request);
@@ -127,7 +130,7 @@ void add_check(CLI::App &app, Exit &status) {
     CLI::App *command = app.add_subcommand(
         "check", "Say why files do not open, and what is wrong in those that do");
     const auto request = std::make_shared<Request>();
-    command->add_option("FILE", request->files, "AVI files");
+    add_files(*command, request->given);
     CLI::Option *json =
         command->add_flag("--json", request->json, "Print a line of JSON for each file");
     command->add_flag("--sarif", request->sarif, "Print a SARIF log, for code reviews")
@@ -137,6 +140,9 @@ void add_check(CLI::App &app, Exit &status) {
     command->add_flag("--rules", request->rules, "Print the catalogue of what is looked for");
     command->add_option("--explain", request->explain, "Print what a rule means, and the remedy")
         ->option_text("RULE");
-    command->add_flag("--no-progress", request->no_progress, "Show no progress bar");
+    add_quiet(*command, request->given,
+              "Say nothing of files that open without an error or a warning");
+    add_jobs(*command, request->given);
+    add_no_progress(*command, request->given);
     command->callback([request, &status] { status = run(*request); });
 }

@@ -10,6 +10,7 @@
 
 #include "findings/refusal_text.h"
 #include "terminal/text.h"
+#include "terminal/utf8.h"
 
 namespace {
 
@@ -131,7 +132,7 @@ std::string diagnosis_json(const Diagnosis &diagnosis) {
     }
     const bool opened = diagnosis.opened();
     return dumped({{"format_version", kFormatVersion},
-                   {"file", diagnosis.file},
+                   {"file", json_path(diagnosis.file)},
                    {"opened", opened},
                    {"reason", opened ? Json() : Json(reason_word(refusal.reason))},
                    {"offset", offset_or_null(diagnosis.refused_at)},

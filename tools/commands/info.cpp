@@ -9,6 +9,7 @@
 #include "chunks/input_file.h"
 #include "chunks/stream_words.h"
 #include "commands/command.h"
+#include "commands/given.h"
 #include "commands/record_json.h"
 #include "findings/refusal_text.h"
 #include "terminal/text.h"
@@ -16,7 +17,7 @@
 namespace {
 
 struct Request {
-    std::vector<std::string> files;
+    Given given;
     bool json = false;
 };
 
@@ -147,9 +148,11 @@ void print_record(const std::string &path, const AviReaderState &reader) {
 }
 
 Exit run(const Request &request) {
-    Exit status = Exit::success;
+    CommonExit folders;
     bool first = true;
-    for (const std::string &path : request.files) {
+    const std::vector<GivenFile> files = files_of(request.given, folders);
+    Exit status = folders.status() == Exit::success ? Exit::success : Exit::disagreed;
+    for (const auto &[path, within] : files) {
         const AviReader record = open_record(path);
         if (record == nullptr) status = Exit::disagreed;
         if (request.json) {
@@ -168,7 +171,7 @@ Exit run(const Request &request) {
 void add_info(CLI::App &app, Exit &status) {
     CLI::App *command = app.add_subcommand("info", "Show what the reader knows of files");
     const auto request = std::make_shared<Request>();
-    command->add_option("FILE", request->files, "AVI files")->required();
+    add_files(*command, request->given)->required();
     command->add_flag("--json", request->json, "Print a line of JSON for each file");
     command->callback([request, &status] { status = run(*request); });
 }

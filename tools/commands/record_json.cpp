@@ -5,6 +5,7 @@
 
 #include "chunks/stream_words.h"
 #include "terminal/text.h"
+#include "terminal/utf8.h"
 
 namespace {
 
@@ -139,7 +140,7 @@ std::span<const AviStreamRecord> streams(const AviReaderState &reader) {
 }
 
 Json whole_record(const std::string &path, const AviReaderState &reader) {
-    return {{"file", path},
+    return {{"file", json_path(path)},
             {"opened", true},
             {"file_size", reader.stream.size},
             {"open_option", reader.open_option},
@@ -168,8 +169,7 @@ Json whole_record(const std::string &path, const AviReaderState &reader) {
 }  // namespace
 
 std::string record_json(const std::string &path, const AviReaderState *reader) {
-    const Json json =
-        reader == nullptr ? Json{{"file", path}, {"opened", false}} : whole_record(path, *reader);
-    // A path may hold any bytes; those that are not UTF-8 come out as U+FFFD.
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+    const Json json = reader == nullptr ? Json{{"file", json_path(path)}, {"opened", false}}
+                                        : whole_record(path, *reader);
+    return json.dump();
 }

@@ -2,55 +2,39 @@
 // it.
 #include <unistd.h>
 
+#include <CLI/Option.hpp>
+#include <CLI/Validators.hpp>
 #include <algorithm>
-#include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <vector>
 
 #include "avi_reader/avi_reader.h"
 #include "chunks/chunk_tree.h"
 #include "commands/command.h"
+#include "commands/given.h"
+#include "commands/tree_filter.h"
 #include "findings/kept.h"
 #include "findings/refusal_text.h"
 #include "terminal/interrupt.h"
 #include "terminal/progress.h"
 #include "terminal/text.h"
+#include "terminal/utf8.h"
 
 namespace {
 
 using Json = nlohmann::ordered_json;
 
 struct Request {
-    std::string file;
+    Given given;
+    std::optional<std::string> id;
+    std::optional<std::string> at;
+    TreeChoice choice;
     bool all = false;
     bool json = false;
-    bool no_progress = false;
 };
-
-enum class Tone { plain, faint, strong, kept, bad };
-
-// Text for a terminal, or for what is none.
-class Paint {
-public:
-    explicit Paint(bool on) : on_(on) {}
-
-    [[nodiscard]] std::string operator()(Tone tone, const std::string &text) const {
-        constexpr std::array<const char *, 5> kCodes{"", "2", "1", "32", "31"};
-        if (!on_ || tone == Tone::plain || text.empty()) return text;
-        return fmt::format("\033[{}m{}\033[0m", kCodes[static_cast<std::size_t>(tone)], text);
-    }
-
-private:
-    bool on_;
-};
-
-bool wants_colour() {
-    const char *no_color = std::getenv("NO_COLOR");
-    return isatty(STDOUT_FILENO) == 1 && (no_color == nullptr || *no_color == '\0');
-}
 
 std::string name_of_chunk(const Chunk &chunk) {
     if (chunk.type.value == 0) return text_of(chunk.id);
@@ -109,8 +93,8 @@ class TextTree : public ChunkVisitor {
 public:
     // The position is where the reader refused the file, or -1.
     TextTree(const AviReaderState *reader, std::int64_t refused_at, std::int64_t file_size,
-             bool all)
-        : paint_(wants_colour()),
+             bool all, Colour colour)
+        : paint_(colour),
           kept_(reader),
           refused_at_(refused_at),
           all_(all),
@@ -281,17 +265,17 @@ private:
     Kept kept_;
 };
 
-void print_file(const Request &request, const InputFile &file, bool opened,
+void print_file(const Request &request, const std::string &path, const InputFile &file, bool opened,
                 const std::string &sentence) {
     const auto size = static_cast<std::uint64_t>(file.size());
     if (request.json) {
-        const Json line = {{"file", request.file},
+        const Json line = {{"file", json_path(path)},
                            {"file_size", size},
                            {"opened", opened},
                            {"sentence", sentence}};
-        fmt::print("{}\n", line.dump(-1, ' ', false, Json::error_handler_t::replace));
+        fmt::print("{}\n", line.dump());
     } else {
-        fmt::print("{}: {}, {}\n", path_text(request.file), count_of(size, "byte"), sentence);
+        fmt::print("{}: {}, {}\n", path_text(path), count_of(size, "byte"), sentence);
     }
 }
 
@@ -299,32 +283,58 @@ void print_file(const Request &request, const InputFile &file, bool opened,
 bool show(const Request &request, const InputFile &file, const AviReaderState *reader,
           const AviRefusal &refusal) {
     // Lines on the same terminal show how far it is.
-    Progress progress(file.size(), !request.no_progress && isatty(STDOUT_FILENO) == 0);
+    Progress progress(file.size(), request.given.shows_progress() && isatty(STDOUT_FILENO) == 0);
     const WalkOptions options = {.on_progress = [&](std::int64_t pos) { progress.show(pos); },
                                  .stop = interrupted};
     if (request.json) {
         JsonTree tree(reader);
-        return walk_chunks(file, tree, options);
+        TreeFilter shown(request.choice, tree);
+        return walk_chunks(file, shown, options);
     }
     const std::int64_t refused_at = refusal_place(refusal, file);
-    TextTree tree(reader, refused_at, file.size(), request.all);
-    const bool whole = walk_chunks(file, tree, options);
+    // What is asked for by its id or place is told one by one.
+    const bool all = request.all || request.choice.id || request.choice.at;
+    TextTree tree(reader, refused_at, file.size(), all, request.given.colour);
+    TreeFilter shown(request.choice, tree);
+    const bool whole = walk_chunks(file, shown, options);
     tree.finish();
     return whole;
 }
 
-Exit run(const Request &request) {
-    const InputFile file(request.file);
+void show(const Request &request, const std::string &path, bool first) {
+    const InputFile file(path);
+    if (request.choice.at && *request.choice.at >= file.size()) {
+        throw Failure(Exit::usage, fmt::format("{}: ends at 0x{:x}, before 0x{:x}", path_text(path),
+                                               file.size(), *request.choice.at));
+    }
     AviRefusal refusal{};
-    const AviReader record(aviin_open(request.file.c_str(), 0, &refusal));
-    print_file(request, file, record != nullptr,
+    const AviReader record(aviin_open(path.c_str(), 0, &refusal));
+    if (!first && !request.json) fmt::print("\n");
+    print_file(request, path, file, record != nullptr,
                record != nullptr ? "opens" : refused_text(refusal, file));
-
-    note_interrupts();
-    if (show(request, file, record.get(), refusal)) return Exit::success;
+    if (show(request, file, record.get(), refusal)) return;
     flush_output();
-    complain(path_text(request.file) + ": interrupted");
-    return Exit::interrupted;
+    fail_interrupted(path);
+}
+
+Exit run(Request request) {
+    if (request.id) request.choice.id = id_from_text(*request.id);
+    if (request.at) request.choice.at = offset_from_text(*request.at);
+    note_interrupts();
+    CommonExit status;
+    bool first = true;
+    for (const GivenFile &file : files_of(request.given, status)) {
+        try {
+            show(request, file.path, first);
+            status.add(Exit::success);
+            first = false;
+        } catch (const Failure &failure) {
+            if (failure.status() == Exit::interrupted) throw;
+            complain(failure.what());
+            status.add(failure.status());
+        }
+    }
+    return status.status();
 }
 
 }  // namespace
@@ -333,9 +343,17 @@ void add_tree(CLI::App &app, Exit &status) {
     CLI::App *command =
         app.add_subcommand("tree", "Show every chunk of a file, and what the reader kept of it");
     const auto request = std::make_shared<Request>();
-    command->add_option("FILE", request->file, "The file, whether it opens or not")->required();
+    add_files(*command, request->given)->required();
+    command->add_option("--depth", request->choice.depth, "Show N levels, 1 for the forms alone")
+        ->option_text("N")
+        ->check(CLI::PositiveNumber);
+    command->add_option("--id", request->id, "Show what has this id or type, one by one")
+        ->option_text("ID");
+    command->add_option("--at", request->at, "Show what holds the byte at this position")
+        ->option_text("OFFSET");
     command->add_flag("--all", request->all, "Show runs of chunks one by one");
     command->add_flag("--json", request->json, "Print a line of JSON for each chunk");
-    command->add_flag("--no-progress", request->no_progress, "Show no progress bar");
+    add_colour(*command, request->given);
+    add_no_progress(*command, request->given);
     command->callback([request, &status] { status = run(*request); });
 }

@@ -9,11 +9,34 @@
 
 namespace {
 
+bool is_video(const AviStreamRecord &stream) {
+    return stream.kind == ChunkKind::compressed_video;
+}
+
+std::uint64_t held_bytes(const Chunk &chunk) {
+    return static_cast<std::uint64_t>(std::max<std::int64_t>(chunk.held, 0));
+}
+
+// The stream that a standard index ("ix01") is of, or -1 for what is none.
+int indexed_stream(FourCC id) {
+    const auto number = avi_trailing_stream_number(id);
+    const bool index = !avi_stream_number(id) && avi_chunk_kind(id, true) == ChunkKind::index;
+    return index && number ? static_cast<int>(*number) : -1;
+}
+
+int lane_number(int stream) {
+    return stream < 0 ? MapModel::kOtherChunks : std::min(stream, MapModel::kHighStreams);
+}
+
 std::string size_words(const Chunk &chunk) {
-    const auto held = static_cast<std::uint64_t>(std::max<std::int64_t>(chunk.held, 0));
+    const std::uint64_t held = held_bytes(chunk);
     if (chunk.held == chunk.declared) return count_of(held, "byte");
     return fmt::format("{} declared, {} there", count_of(chunk.declared, "byte"),
                        with_commas(held));
+}
+
+std::string part_words(const Chunk &chunk, Parents parents) {
+    return fmt::format("{}, {}", chunk_words(chunk, parents), size_words(chunk));
 }
 
 PartKind kind_of(const Chunk &chunk) {
@@ -25,22 +48,14 @@ PartKind kind_of(const Chunk &chunk) {
     return PartKind::other;
 }
 
-// By AVI's own clock: a sample lasts scale / rate seconds, and is a chunk where the header gives no
-// size for it.
-void set_clock(Lane &lane, const AviStreamRecord &stream) {
-    const AviStreamHeader &header = stream.header;
-    const bool played =
-        stream.kind == ChunkKind::audio || stream.kind == ChunkKind::compressed_video;
-    if (!played || header.rate == 0 || header.scale == 0) return;
-    const double sample = static_cast<double>(header.scale) / header.rate;
-    if (header.sample_size == 0) {
-        lane.seconds_per_chunk = sample;
-    } else {
-        lane.seconds_per_byte = sample / header.sample_size;
-    }
-}
-
 }  // namespace
+
+void Mark::add(const Chunk &chunk) {
+    if (chunks == 0) start = chunk.pos;
+    end = std::max(end, chunk.end());
+    ++chunks;
+    bytes += held_bytes(chunk);
+}
 
 void Bitrate::widen() {
     interval_ *= 2;
@@ -74,7 +89,12 @@ void Bitrate::add(double start, double seconds, double bytes) {
 MapModel::MapModel(const AviReaderState *reader, std::int64_t file_size) : size_(file_size) {
     if (reader == nullptr) return;
     for (std::int32_t i = 0; i < reader->stream_count; ++i) {
-        set_clock(lanes_[i], reader->streams[i]);
+        Lane &lane = lanes_[i];
+        lane.rate = clock_of(reader->streams[i]);
+        if (!lane.rate.runs()) continue;
+        const bool better =
+            leading_ >= 0 && is_video(reader->streams[i]) && !is_video(reader->streams[leading_]);
+        if (leading_ < 0 || better) leading_ = i;
     }
 }
 
@@ -91,7 +111,7 @@ void MapModel::add_part(std::vector<Part> &parts, Part part) {
 
 void MapModel::add_part(const Chunk &chunk, Parents parents) {
     Part part = {kind_of(chunk), chunk.pos, chunk.end(), text_of(chunk.id),
-                 fmt::format("{}, {}", chunk_words(chunk, parents), size_words(chunk))};
+                 part_words(chunk, parents)};
     if (chunk.type.value != 0) part.name += " " + text_of(chunk.type);
     if (!parents.empty()) {
         add_part(parts_, std::move(part));
@@ -118,10 +138,35 @@ void MapModel::visit(const Chunk &chunk, Parents parents) {
     }
 }
 
-void MapModel::lost(std::int64_t pos, std::int64_t size, Parents) {
-    add_part(parts_,
+// Of a list that misleads, the end is known only now.
+void MapModel::leave(const Chunk &list, Parents parents) {
+    if (!list.misleads || parents.size() > 1) return;
+    std::vector<Part> &parts = parents.empty() ? forms_ : parts_;
+    for (auto part = parts.rbegin(); part != parts.rend(); ++part) {
+        if (part->start != list.pos) continue;
+        part->end = list.end();
+        part->words = part_words(list, parents);
+        return;
+    }
+}
+
+void MapModel::add_lost(std::int64_t pos, std::int64_t size, const char *why, Parents parents) {
+    add_part(parents.size() > 1 ? lost_inside_ : parts_,
              {PartKind::lost, pos, pos + size, "lost",
-              count_of(static_cast<std::uint64_t>(size), "byte") + ", too few for a chunk"});
+              count_of(static_cast<std::uint64_t>(size), "byte") + why});
+}
+
+void MapModel::lost(std::int64_t pos, std::int64_t size, Parents parents) {
+    add_lost(pos, size, ", too few for a chunk", parents);
+}
+
+void MapModel::hole(std::int64_t pos, std::int64_t size, Parents parents) {
+    add_lost(pos, size, ", zeros where a chunk should begin", parents);
+}
+
+std::size_t MapModel::column_of(std::int64_t pos) const {
+    const double place = static_cast<double>(pos) / column_bytes();
+    return std::min(static_cast<std::size_t>(place), kColumns - 1);
 }
 
 // The mark that the chunk belongs to. A narrow chunk covers its part of two columns at most.
@@ -130,8 +175,7 @@ Mark &MapModel::mark_for(Lane &lane, const Chunk &chunk) const {
     if (bytes >= column_bytes()) return lane.wide.emplace_back();
 
     if (lane.columns.empty()) lane.columns.resize(kColumns);
-    const double start = static_cast<double>(chunk.pos) / column_bytes();
-    const auto place = std::min(static_cast<std::size_t>(start), kColumns - 1);
+    const std::size_t place = column_of(chunk.pos);
     const double rest =
         static_cast<double>(place + 1) * column_bytes() - static_cast<double>(chunk.pos);
     lane.columns[place].covered += std::min(bytes, rest);
@@ -139,23 +183,50 @@ Mark &MapModel::mark_for(Lane &lane, const Chunk &chunk) const {
     return lane.columns[place].mark;
 }
 
-void MapModel::add_media(const Chunk &chunk) {
-    const auto stream = avi_stream_number(chunk.id);
-    Lane &lane = lanes_[stream ? static_cast<int>(*stream) : kOtherChunks];
-    const auto held = static_cast<std::uint64_t>(std::max<std::int64_t>(chunk.held, 0));
-    Mark &mark = mark_for(lane, chunk);
-    if (mark.chunks == 0) mark.start = chunk.pos;
-    mark.end = std::max(mark.end, chunk.end());
-    ++mark.chunks;
-    mark.bytes += held;
-    ++lane.chunks;
-    lane.bytes += held;
-    if (!lane.timed()) return;
+Mark &MapModel::index_mark_for(Lane &lane, const Chunk &chunk) const {
+    const bool same_column =
+        !lane.indexes.empty() && column_of(lane.indexes.back().start) == column_of(chunk.pos);
+    return same_column ? lane.indexes.back() : lane.indexes.emplace_back();
+}
 
-    const double bytes = static_cast<double>(held);
-    const double seconds = lane.seconds_per_chunk + lane.seconds_per_byte * bytes;
-    if (mark.first_time < 0) mark.first_time = lane.time;
-    lane.bitrate.add(lane.time, seconds, bytes);
+void MapModel::add_media(const Chunk &chunk) {
+    if (const int indexed = indexed_stream(chunk.id); indexed >= 0) {
+        index_mark_for(lanes_[lane_number(indexed)], chunk).add(chunk);
+        return;
+    }
+    Lane &lane = lanes_[lane_number(stream_number(chunk.id))];
+    Mark &mark = mark_for(lane, chunk);
+    mark.add(chunk);
+    ++lane.chunks;
+    lane.bytes += held_bytes(chunk);
+    if (lane.rate.runs()) play(lane, mark, chunk);
+}
+
+void MapModel::play(Lane &lane, Mark &mark, const Chunk &chunk) {
+    const double before = lane.time;
+    const double seconds = lane.rate.seconds(1, held_bytes(chunk));
+    lane.bitrate.add(before, seconds, static_cast<double>(held_bytes(chunk)));
     lane.time += seconds;
+    if (mark.first_time < 0) mark.first_time = before;
     mark.end_time = lane.time;
+
+    const bool same_column =
+        !lane.clock.empty() && column_of(lane.clock.back().start) == column_of(chunk.pos);
+    if (!same_column) lane.clock.push_back({chunk.pos, 0, before, 0});
+    lane.clock.back().end = chunk.end();
+    lane.clock.back().to = lane.time;
+
+    const Lane &leader = lanes_.at(leading_);
+    if (&lane != &leader) add_lead(lane, chunk, before - leader.time, lane.time - leader.time);
+}
+
+void MapModel::add_lead(Lane &lane, const Chunk &chunk, double before, double after) const {
+    const bool same_column =
+        !lane.lead.empty() && column_of(lane.lead.back().start) == column_of(chunk.pos);
+    if (!same_column) lane.lead.push_back({chunk.pos, 0, before, before, before, 0});
+    LeadSpan &span = lane.lead.back();
+    span.end = chunk.end();
+    span.low = std::min(span.low, before);
+    span.high = std::max(span.high, after);
+    span.last = after;
 }

@@ -9,6 +9,7 @@
 enum class Exit : int {
     success = 0,     // everything agreed, or every file opened
     disagreed = 1,   // something did not agree, a file did not open (info), or files differ (check)
+    failed = 1,      // what the command makes cannot be made: no memory, or no room to write it
     usage = 2,       // the command line is wrong
     refused = 3,     // the file is refused
     no_plugin = 4,   // the plug-in is missing or unusable

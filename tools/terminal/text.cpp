@@ -107,7 +107,9 @@ std::string size_text(std::uint64_t bytes) {
 }
 
 std::string time_text(double seconds) {
-    const auto hundredths = static_cast<std::uint64_t>(std::llround(seconds * 100));
+    constexpr double kLongest = 1e15;  // a clock may run for longer than a number can hold
+    const auto hundredths =
+        static_cast<std::uint64_t>(std::llround(std::min(seconds, kLongest) * 100));
     const std::uint64_t whole = hundredths / 100;
     const std::uint64_t minutes = whole / 60;
     const std::string tail = fmt::format("{:02}.{:02}", whole % 60, hundredths % 100);
