@@ -19,7 +19,7 @@ endfunction()
 
 tool_tests(tool_test.py Play LyingFiles Failures FaultyPlugin Info Installed Far Large)
 tool_tests(look_test.py Check Tree LongWork)
-tool_tests(findings_test.py Numbers Damage Forms)
+tool_tests(findings_test.py Numbers Damage Rules Forms)
 tool_tests(map_test.py Map)
 tool_tests(at_hand_test.py Folders Jobs Choices Words)
 # Without ffmpeg, or with a full disk.
