@@ -2,21 +2,31 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
+#include <cstring>
+#include <exception>
+#include <iostream>
 #include <new>
+#include <system_error>
 
-#include "command.h"
+#include "commands/command.h"
+#include "terminal/text.h"
 
 namespace {
 
-constexpr const char *kStatuses = R"(Exit status:
-  0    everything agreed; with info and check, every file opened
-  1    something disagreed; with info, a file did not open; with check, files differ
+constexpr const char *kStatuses = R"(Exit status, of every command:
+  0    play, every byte and position agreed; info and check, every file opened;
+       tree and map, the file was shown, whether it opens or not
+  1    play, something disagreed; info, a file did not open; check, files differ,
+       or with --strict a file that opens has an error or a warning; all, the
+       output cannot be written, or memory ran out
   2    wrong usage
-  3    the file is refused; with check, every file was
-  4    the plug-in is missing or unusable
-  5    the file is cut short
-  6    the path cannot be read
+  3    play, the file is refused; check, every file is
+  4    play, the plug-in is missing or unusable
+  5    play, the file is cut short
+  6    the path cannot be read; check, none can be; info, see 1
   130  interrupted)";
 
 struct Example {
@@ -31,25 +41,62 @@ constexpr Example kExamples[] = {
     {"map", "sorn-tool map film.avi -o film.html"},
 };
 
-int usage_error(const CLI::ParseError &error) {
+Exit usage_error(const CLI::ParseError &error) {
     std::string text = error.what();
     std::replace(text.begin(), text.end(), '\n', ' ');
     complain(text + " (see sorn-tool --help)");
-    return static_cast<int>(Exit::usage);
+    return Exit::usage;
+}
+
+// CLI11 asks for a command where it should say that it does not know this one.
+void require_known_command(const CLI::App &app, const std::vector<std::string> &words) {
+    if (words.empty()) throw Failure(Exit::usage, "name a command (see sorn-tool --help)");
+    const std::string &first = words.front();
+    const auto is_named = [&](const CLI::App *command) { return command->get_name() == first; };
+    const bool option = first.starts_with('-');
+    const bool known = option ? first == "-h" || first == "--help" || first == "--version"
+                              : !app.get_subcommands(is_named).empty();
+    if (known) return;
+    throw Failure(Exit::usage, fmt::format("{} is no {} (see sorn-tool --help)", path_text(first),
+                                           option ? "option of sorn-tool" : "command"));
 }
 
 // A full disk must not look like success.
+Exit cannot_write(const char *reason) {
+    complain(fmt::format("cannot write to standard output: {}", reason));
+    return Exit::failed;
+}
+
 Exit finish_output(Exit status) {
-    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
-    complain("cannot write to standard output");
-    return status == Exit::success ? Exit::disagreed : status;
+    errno = 0;
+    std::cout.flush();
+    const bool flushed = std::fflush(stdout) == 0;
+    const int error = errno;
+    if (flushed && std::ferror(stdout) == 0 && std::cout.good()) return status;
+    const Exit failed =
+        cannot_write(error == 0 ? "the output is incomplete" : std::strerror(error));
+    return status == Exit::success ? failed : status;
+}
+
+// Nothing that a command throws ends the program otherwise than with a line and a status.
+template <typename Command>
+Exit guarded(Command command) {
+    try {
+        return finish_output(command());
+    } catch (const Failure &failure) {
+        complain(failure.what());
+        return finish_output(failure.status());
+    } catch (const std::bad_alloc &) {
+        complain("out of memory");
+    } catch (const std::system_error &error) {  // what fmt throws when it cannot write
+        return cannot_write(std::strerror(error.code().value()));
+    } catch (const std::exception &error) {
+        complain(error.what());
+    }
+    return Exit::failed;
 }
 
 }  // namespace
-
-void complain(const std::string &text) {
-    fmt::print(stderr, "sorn-tool: {}\n", text);
-}
 
 int main(int argc, char **argv) {
     CLI::App app(
@@ -69,16 +116,16 @@ int main(int argc, char **argv) {
         app.get_subcommand(name)->footer(fmt::format("Example:\n  {}\n\n{}", example, kStatuses));
     }
 
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError &error) {
-        return error.get_exit_code() == 0 ? app.exit(error) : usage_error(error);
-    } catch (const Failure &failure) {
-        complain(failure.what());
-        status = failure.status();
-    } catch (const std::bad_alloc &) {
-        complain("out of memory");
-        status = Exit::disagreed;
-    }
-    return static_cast<int>(finish_output(status));
+    // A closed pipe is an output that cannot be written, not a reason to die.
+    std::signal(SIGPIPE, SIG_IGN);
+    return static_cast<int>(guarded([&] {
+        try {
+            require_known_command(app, {argv + 1, argv + argc});
+            app.parse(argc, argv);
+        } catch (const CLI::ParseError &error) {
+            if (error.get_exit_code() != 0) return usage_error(error);
+            app.exit(error);
+        }
+        return status;
+    }));
 }

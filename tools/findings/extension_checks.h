@@ -1,0 +1,41 @@
+// The mistakes that the format invites: where things lie, how they are spelt, and what is padded.
+// Told from the file alone, so also of files that the reader refuses.
+#ifndef TOOLS_FINDINGS_EXTENSION_CHECKS_H
+#define TOOLS_FINDINGS_EXTENSION_CHECKS_H
+
+#include <cstdint>
+#include <optional>
+
+#include "findings/described.h"
+#include "findings/finding.h"
+
+class ExtensionChecks : public ChunkVisitor {
+public:
+    ExtensionChecks(const InputFile &file, const Described &described, Findings &findings)
+        : file_(file), described_(described), findings_(findings) {}
+
+    void enter(const Chunk &list, Parents parents) override;
+    void leave(const Chunk &list, Parents parents) override;
+    void visit(const Chunk &chunk, Parents parents) override;
+    void lost(std::int64_t, std::int64_t, Parents) override {}
+    void finish();
+
+private:
+    void check_place(const Chunk &chunk, Parents parents);
+    void check_spelling(const Chunk &chunk, Parents parents);
+    void check_padding(const Chunk &chunk, Parents parents);
+    void check_stream_chunk(const Chunk &chunk);
+    void check_format_length(const Chunk &format);
+
+    const InputFile &file_;
+    const Described &described_;
+    Findings &findings_;
+    std::optional<Chunk> menu_form_;
+    std::optional<Chunk> last_in_menu_;
+    std::optional<Chunk> last_in_stream_;
+    std::optional<Chunk> long_format_;
+    int order_ = 0;  // of the chunk of the stream list that came last
+    bool list_has_chunk_ = false;
+};
+
+#endif

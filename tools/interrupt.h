@@ -1,9 +1,0 @@
-// Ctrl-C, noted instead of ending the program: long work asks, stops and sums up what it did.
-#ifndef TOOLS_INTERRUPT_H
-#define TOOLS_INTERRUPT_H
-
-void note_interrupts();
-
-[[nodiscard]] bool interrupted();
-
-#endif
