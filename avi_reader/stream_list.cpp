@@ -87,7 +87,7 @@ AviStatus avi_read_audio_format(AviWaveFormat &format, AviStream &stream) {
                                        format.block_align, format.bits_per_sample);
     if (size < 17) return status;
 
-    status |= avi_read_fields(stream, format.extra_size);
+    status |= avi_read_u16le(format.extra_size, stream);
     const auto extra = static_cast<std::int16_t>(format.extra_size);
     if (extra >= 1 && extra <= kAviWaveExtraRoom) {
         status |= avi_read_bytes(format.extra, format.extra_size, stream);

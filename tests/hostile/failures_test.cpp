@@ -32,12 +32,13 @@ Bytes file_content(const std::filesystem::path &path) {
     return out.str();
 }
 
-// The files that the builder makes, and the samples.
+// The files that the builder makes, and those samples that are others.
 std::vector<Sample> all_samples() {
     std::vector<Sample> samples = {{"Plain", plain_file()}, {"Rich", rich_file()}};
     if (!std::filesystem::is_directory(SAMPLES_DIRECTORY)) return samples;
     for (const auto &entry : std::filesystem::directory_iterator(SAMPLES_DIRECTORY)) {
         if (entry.path().extension() != ".avi") continue;
+        if (entry.path().stem() == "extensions") continue;  // the rich file
         std::string name = entry.path().stem();
         std::replace_if(
             name.begin(), name.end(), [](unsigned char c) { return std::isalnum(c) == 0; }, '_');
@@ -59,9 +60,8 @@ const Sweep kSweeps[] = {
     {Call::open, false, false, true},       {Call::read, false, false, true},
     {Call::read, true, false, true},        {Call::read, false, true, true},
     {Call::read, true, true, true},         {Call::read, false, false, false},
-    {Call::read, true, false, false},       {Call::read, false, true, false},
-    {Call::seek, false, false, true},       {Call::seek, true, false, true},
-    {Call::seek, false, false, false},
+    {Call::read, false, true, false},       {Call::seek, false, false, true},
+    {Call::seek, true, false, true},
 };
 
 // What an undisturbed open makes of the file, and the calls that it takes.

@@ -88,6 +88,14 @@ TEST(FileSeek, FailsBeforeTheStart) {
     EXPECT_EQ(file.position(), 4);
 }
 
+TEST(FileSeek, FailsWhenTheEndCannotBeTold) {
+    HalfOpen file("0123456789");
+    file.move_to(4);
+    file.libc().forbid_seeks();
+    EXPECT_EQ(avi_file_seek(file.stream(), 0, SEEK_END), kAviFailed);
+    EXPECT_EQ(file.position(), 4);
+}
+
 TEST(FileSeek, GoesPastTheEnd) {
     HalfOpen file("0123456789");
     EXPECT_EQ(avi_file_seek(file.stream(), 11, SEEK_SET), kAviOk);
