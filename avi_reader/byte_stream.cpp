@@ -1,37 +1,82 @@
-// The stream: wrappers over the C library's large-file calls, and the readers of integers.
+#include "byte_stream.h"
+
 #include <stdio_ext.h>
 #include <unistd.h>
 
-#include <algorithm>
-
-#include "avi_reader.h"
+#include <cstring>
 
 namespace {
 
-// A way forward that is sooner read than sought.
-constexpr std::int64_t kShortWay = 512;
+// A gap up to this is cheaper to read over than to seek over.
+constexpr std::int64_t kShortGap = 512;
 
-// Further than any walk leads: only the C library knows whether it can go there.
-constexpr std::int64_t kFarAway = std::int64_t{1} << 40;
-
-// Goes where the last seek asked to. Every seek of the C library is a system call, even within its
-// buffer, so none is made to where the stream stands, nor for a short way forward. A stream that
-// has met the end of the file seeks, to forget it.
-[[gnu::noinline]] bool go_to_target(AviStream &stream) {
-    stream.pending = false;
-    const std::int64_t way = stream.target - ftello64(stream.file);
-    if (way >= 0 && way <= kShortWay && feof_unlocked(stream.file) == 0) {
-        char skipped[kShortWay];
-        const auto count = static_cast<std::size_t>(way);
-        if (std::fread(skipped, 1, count, stream.file) == count) return true;
-    }
-    return fseeko64(stream.file, stream.target, SEEK_SET) == 0;
+// Where the file now ends, or -1. The descriptor is asked, because the C library's own seek to the
+// end reads the last page.
+std::int64_t end_of_file(AviStream &stream) {
+    stream.file_pos = -1;
+    return lseek64(fileno(stream.file), 0, SEEK_END);
 }
 
-// Makes ready to read. False at a position noted past the end, where there is nothing to go for.
-inline bool settle(AviStream &stream) {
-    if (!stream.pending) return true;
-    return stream.target < stream.size && go_to_target(stream);
+// Takes the C library's file to the position. Every seek of the C library is a system call, even
+// within its buffer, so none is made for a short way forward.
+[[gnu::noinline]] bool follow(AviStream &stream) {
+    const std::int64_t gap = stream.pos - stream.file_pos;
+    if (stream.file_pos >= 0 && gap > 0 && gap <= kShortGap) {
+        char skipped[kShortGap];
+        const auto count = static_cast<std::size_t>(gap);
+        if (fread_unlocked(skipped, 1, count, stream.file) == count) return true;
+    }
+    return fseeko64(stream.file, stream.pos, SEEK_SET) == 0;
+}
+
+constexpr std::size_t kRoom = sizeof AviStream::seen;
+
+// Takes what is remembered of the `count` bytes at the position.
+std::size_t recall(AviStream &stream, unsigned char *bytes, std::size_t count) {
+    const std::int64_t known = stream.seen_end - stream.pos;
+    if (known <= 0 || known > stream.seen_count) return 0;
+    const std::size_t taken = std::min(count, static_cast<std::size_t>(known));
+    std::memcpy(bytes, stream.seen + kRoom - known, taken);
+    avi_file_go(stream, stream.pos + static_cast<std::int64_t>(taken));
+    return taken;
+}
+
+// Remembers the last of `count` bytes that end at the position, behind what is remembered up to
+// them.
+void remember(AviStream &stream, const unsigned char *bytes, std::size_t count) {
+    if (count < kRoom) {
+        const bool joined = stream.seen_end == stream.pos - static_cast<std::int64_t>(count);
+        const std::size_t all = (joined ? stream.seen_count : 0) + count;
+        std::memmove(stream.seen, stream.seen + count, kRoom - count);
+        std::memcpy(stream.seen + kRoom - count, bytes, count);
+        stream.seen_count = static_cast<std::uint32_t>(std::min(all, kRoom));
+    } else {
+        std::memcpy(stream.seen, bytes + count - kRoom, kRoom);
+        stream.seen_count = kRoom;
+    }
+    stream.seen_end = stream.pos;
+}
+
+std::size_t read_file(AviStream &stream, unsigned char *bytes, std::size_t count) {
+    if (stream.pos != stream.file_pos && !follow(stream)) {
+        stream.file_pos = -1;
+        return 0;
+    }
+    const std::size_t got = fread_unlocked(bytes, 1, count, stream.file);
+    stream.pos += static_cast<std::int64_t>(got);
+    stream.file_pos = stream.pos;
+    // The C library would take the end for final; a file may grow.
+    if (got < count) clearerr_unlocked(stream.file);
+    return got;
+}
+
+// What parsing reads: nothing twice that was just looked at, and nothing past the measured size.
+std::size_t read_measured(AviStream &stream, unsigned char *bytes, std::size_t count) {
+    const auto left = static_cast<std::uint64_t>(avi_file_left(stream));
+    const std::size_t wanted = left < count ? static_cast<std::size_t>(left) : count;
+    const std::size_t recalled = recall(stream, bytes, wanted);
+    if (recalled == wanted) return wanted;
+    return recalled + read_file(stream, bytes + recalled, wanted - recalled);
 }
 
 }  // namespace
@@ -42,37 +87,8 @@ AviStream avi_file_open(const char *path) {
     if (stream.file == nullptr) return stream;
     // One caller at a time uses a stream, so its lock would only cost.
     __fsetlocking(stream.file, FSETLOCKING_BYCALLER);
-    // The descriptor is asked: the C library's own seek to the end reads the file's last page.
-    stream.size = lseek64(fileno(stream.file), 0, SEEK_END);
-    fseeko64(stream.file, 0, SEEK_SET);
+    stream.size = end_of_file(stream);
     return stream;
-}
-
-std::size_t avi_file_read(AviStream &stream, void *destination, std::size_t count) {
-    return settle(stream) ? std::fread(destination, 1, count, stream.file) : 0;
-}
-
-AviStatus avi_file_seek(AviStream &stream, std::int64_t offset, int whence) {
-    if (whence != SEEK_SET && whence != SEEK_CUR && whence != SEEK_END) return kAviFailed;
-    if (whence != SEEK_END) {
-        const std::int64_t base = whence == SEEK_CUR ? avi_file_tell(stream) : 0;
-        if (stream.size >= 0 && base >= 0 && base < kFarAway && offset >= -base &&
-            offset < kFarAway) {
-            stream.target = base + offset;
-            stream.pending = true;
-            return kAviOk;
-        }
-    }
-    avi_file_settle(stream);
-    return fseeko64(stream.file, offset, whence) == 0 ? kAviOk : kAviFailed;
-}
-
-std::int64_t avi_file_tell(AviStream &stream) {
-    return stream.pending ? stream.target : ftello64(stream.file);
-}
-
-void avi_file_settle(AviStream &stream) {
-    if (stream.pending) go_to_target(stream);
 }
 
 AviStatus avi_file_close(AviStream &stream) {
@@ -81,80 +97,85 @@ AviStatus avi_file_close(AviStream &stream) {
     return std::fclose(file) == 0 ? kAviOk : kAviFailed;
 }
 
-std::int64_t avi_file_left(AviStream &stream) {
-    return std::max<std::int64_t>(stream.size - avi_file_tell(stream), 0);
-}
-
-namespace {
-
-// A byte at a time out of the C library's buffer: a call for so few costs more than they do.
-template <typename Integer>
-AviStatus read_little_endian(Integer &value, AviStream &stream) {
-    if (!settle(stream)) return kAviFailed;
-    std::uint32_t assembled = 0;
-    for (unsigned int i = 0; i < sizeof(Integer); ++i) {
-        const int byte = getc_unlocked(stream.file);
-        if (byte == EOF && i == 0) return kAviFailed;
-        if (byte == EOF) break;
-        assembled |= static_cast<std::uint32_t>(byte) << (8 * i);
+AviStatus avi_file_seek(AviStream &stream, std::int64_t offset, int whence) {
+    std::int64_t base = 0;
+    if (whence == SEEK_CUR) {
+        base = stream.pos;
+    } else if (whence == SEEK_END) {
+        base = end_of_file(stream);
+        if (base < 0) return kAviFailed;
+    } else if (whence != SEEK_SET) {
+        return kAviFailed;
     }
-    value = static_cast<Integer>(assembled);
+    std::int64_t pos;
+    if (__builtin_add_overflow(base, offset, &pos) || pos < 0) return kAviFailed;
+    avi_file_go(stream, pos);
     return kAviOk;
 }
 
-}  // namespace
+std::size_t avi_file_read(AviStream &stream, void *destination, std::size_t count) {
+    auto *bytes = static_cast<unsigned char *>(destination);
+    const std::size_t got = read_file(stream, bytes, count);
+    remember(stream, bytes, got);
+    return got;
+}
+
+AviChunkHeader avi_look_back(AviStream &stream) {
+    alignas(std::uint32_t) unsigned char read[kChunkHeaderSize]{};
+    const unsigned char *bytes = stream.seen + kRoom - kChunkHeaderSize;
+    if (stream.seen_end != stream.pos || stream.seen_count < kChunkHeaderSize) {
+        avi_file_go(stream, stream.pos - kChunkHeaderSize);
+        read_file(stream, read, sizeof read);
+        bytes = read;
+    }
+    return {{avi_get_u32le(bytes)}, avi_get_u32le(bytes + 4)};
+}
+
+AviStatus avi_read_failure(AviStream &stream) {
+    if (stream.pos >= stream.size) return kAviFailed;
+    stream.unreadable_pos = stream.pos;
+    return kAviUnreadable;
+}
+
+AviStatus avi_read_bytes(unsigned char *destination, std::uint32_t count, AviStream &stream) {
+    return read_measured(stream, destination, count) == count ? kAviOk : avi_read_failure(stream);
+}
+
+AviStatus avi_skip_bytes(std::uint32_t count, AviStream &stream) {
+    const std::int64_t skipped = std::min<std::int64_t>(count, avi_file_left(stream));
+    avi_file_go(stream, stream.pos + skipped);
+    return skipped == count ? kAviOk : kAviFailed;
+}
+
+std::size_t avi_read_layout(unsigned char *bytes, std::size_t count, AviStream &stream) {
+    const std::size_t got = read_measured(stream, bytes, count);
+    if (got < count) std::memset(bytes + got, 0, count - got);
+    return got;
+}
 
 AviStatus avi_read_u8(std::uint8_t &value, AviStream &stream) {
-    return read_little_endian(value, stream);
+    return avi_read_fields(stream, value);
 }
 
 AviStatus avi_read_u16le(std::uint16_t &value, AviStream &stream) {
-    return read_little_endian(value, stream);
+    return avi_read_fields(stream, value);
 }
 
 AviStatus avi_read_u32le(std::uint32_t &value, AviStream &stream) {
-    return read_little_endian(value, stream);
+    return avi_read_fields(stream, value);
 }
 
 AviStatus avi_read_fourcc(FourCC &value, AviStream &stream) {
     return avi_read_u32le(value.value, stream);
 }
 
-AviStatus avi_read_bytes(unsigned char *destination, std::uint32_t count, AviStream &stream) {
-    if (!settle(stream)) return count == 0 ? kAviOk : kAviFailed;
-    for (std::uint32_t i = 0; i < count; ++i) {
-        const int byte = getc_unlocked(stream.file);
-        if (byte == EOF) return kAviFailed;
-        destination[i] = static_cast<unsigned char>(byte);
-    }
-    return kAviOk;
-}
-
-AviStatus avi_skip_bytes(std::uint32_t count, AviStream &stream) {
-    const std::int64_t left = avi_file_left(stream);
-    const AviStatus status = avi_file_seek(stream, std::min<std::int64_t>(count, left), SEEK_CUR);
-    return status | (count > left ? kAviFailed : kAviOk);
-}
-
-AviStatus avi_read_chunk_header(FourCC &id, std::uint32_t &size, AviStream &stream) {
-    const std::int64_t pos = avi_file_tell(stream);
-    if (pos == stream.seen_pos && pos != 0) {
-        id = stream.seen_id;
-        size = stream.seen_size;
-        return avi_file_seek(stream, pos + 8, SEEK_SET);
-    }
-    const AviStatus status = avi_read_fields(stream, id, size);
-    // Only a whole header: one that the file cuts short leaves the stream elsewhere.
-    if (status == kAviOk && pos + 8 <= stream.size) {
-        stream.seen_pos = pos;
-        stream.seen_id = id;
-        stream.seen_size = size;
-    }
-    return status;
-}
-
-AviBytes avi_allocate(std::uint64_t size) {
-    if (!avi_can_allocate(size)) return nullptr;
-    const auto room = static_cast<std::size_t>(std::max<std::uint64_t>(size, 1));
-    return AviBytes(static_cast<unsigned char *>(std::calloc(room, 1)));
+AviLook avi_look(AviStream &stream) {
+    alignas(std::uint32_t) unsigned char bytes[kListHeaderSize];
+    const std::int64_t pos = stream.pos;
+    const std::size_t count = avi_read_layout(bytes, sizeof bytes, stream);
+    const bool whole = count == sizeof bytes;
+    const AviStatus missing = whole ? kAviOk : avi_read_failure(stream);
+    if (whole) remember(stream, bytes, count);  // a size cut short is not to be met again
+    avi_file_go(stream, pos);
+    return {{avi_get_u32le(bytes)}, avi_get_u32le(bytes + 4), count, missing};
 }

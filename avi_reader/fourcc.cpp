@@ -1,9 +1,9 @@
-// FourCC comparison, and the classification of chunk ids.
-#include <cstring>
-
-#include "avi_reader.h"
+#include "fourcc.h"
 
 namespace {
+
+constexpr std::uint32_t kJunk = avi_fourcc_from_string("JUNK").value;
+constexpr std::uint32_t kRes = avi_fourcc_from_string("RES").value;  // its 0 is the string's end
 
 constexpr std::uint32_t lower_case(std::uint32_t c) {
     return c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c;
@@ -11,7 +11,8 @@ constexpr std::uint32_t lower_case(std::uint32_t c) {
 
 }  // namespace
 
-bool avi_fourcc_equal(FourCC a, FourCC b) {
+bool avi_fourcc_alike(FourCC a, FourCC b) {
+    if (a.value == b.value) return true;
     for (int shift = 0; shift < 32; shift += 8) {
         const std::uint32_t left = lower_case(a.value >> shift & 0xFF);
         if (left != lower_case(b.value >> shift & 0xFF)) return false;
@@ -22,56 +23,46 @@ bool avi_fourcc_equal(FourCC a, FourCC b) {
 
 namespace {
 
-// By the two-letter code in the last two characters. Gives up `decided` only where a code may still
-// turn up elsewhere: a 'd' that starts no code ends the search, so "00dx" is not tried as "dx00".
-struct Suffix {
+struct Code {
+    std::uint16_t letters;
     ChunkKind kind;
-    bool decided;
 };
 
-Suffix classify_suffix(char first, char second) {
-    switch (first) {
-    case 'w':
-        if (second == 'b') return {ChunkKind::audio, true};
-        break;
-    case 'd':
-        if (second == 'c') return {ChunkKind::compressed_video, true};
-        if (second == 'b') return {ChunkKind::uncompressed_video, true};
-        if (second == 'd') return {ChunkKind::dd, true};
-        return {ChunkKind::unknown, true};
-    case 's':
-        if (second == 't') return {ChunkKind::text_subtitle, true};
-        if (second == 'b') return {ChunkKind::bitmap_subtitle, true};
-        break;
-    case 'c':
-        if (second == 'h') return {ChunkKind::chapter, true};
-        break;
-    case 'i':
-        if (second == 'x') return {ChunkKind::index, true};
-        break;
-    default:
-        break;
+constexpr std::uint16_t letters(const char *code) {
+    return static_cast<std::uint16_t>(code[0] | code[1] << 8);
+}
+
+constexpr Code kCodes[] = {
+    {letters("dc"), ChunkKind::compressed_video},
+    {letters("wb"), ChunkKind::audio},
+    {letters("db"), ChunkKind::uncompressed_video},
+    {letters("dd"), ChunkKind::dd},
+    {letters("st"), ChunkKind::text_subtitle},
+    {letters("sb"), ChunkKind::bitmap_subtitle},
+    {letters("ch"), ChunkKind::chapter},
+    {letters("ix"), ChunkKind::index},
+};
+
+// As a C string: what follows a 0 byte is not part of the id.
+FourCC without_tail(FourCC id) {
+    for (int shift = 0; shift < 32; shift += 8) {
+        if ((id.value >> shift & 0xFF) == 0) return {id.value & ((1U << shift) - 1)};
     }
-    return {ChunkKind::unknown, false};
+    return id;
 }
 
 }  // namespace
 
 ChunkKind avi_chunk_kind(FourCC id, bool try_swapped) {
-    char chars[5];
-    avi_fourcc_to_chars(id, chars);
-
-    const Suffix suffix = classify_suffix(chars[2], chars[3]);
-    if (suffix.decided) return suffix.kind;
-    if (std::memcmp(chars, "JUNK", 4) == 0) return ChunkKind::junk;
-    if (std::memcmp(chars, "RES", 3) == 0 && chars[3] >= '1' && chars[3] <= '3') {
-        return ChunkKind::reserved;
+    for (const Code &code : kCodes) {
+        if (code.letters == id.value >> 16) return code.kind;
     }
+    // A 'd' that starts no code ends the search, so "00dx" is not tried as "dx00".
+    if ((id.value >> 16 & 0xFF) == 'd') return ChunkKind::unknown;
+    if (id.value == kJunk) return ChunkKind::junk;
+    const std::uint32_t digit = (id.value >> 24) - '1';
+    if ((id.value & 0xFFFFFF) == kRes && digit < 3) return ChunkKind::reserved;
     if (!try_swapped) return ChunkKind::unknown;
-
-    // As a C string: what follows a 0 byte is not part of the id.
-    char copy[5];
-    std::strncpy(copy, chars, sizeof copy);
-    const char swapped[4] = {copy[2], copy[3], copy[0], copy[1]};
-    return avi_chunk_kind(avi_fourcc_from_string(swapped), false);
+    const std::uint32_t text = without_tail(id).value;
+    return avi_chunk_kind({text << 16 | text >> 16}, false);
 }

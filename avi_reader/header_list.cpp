@@ -1,21 +1,7 @@
-// The "hdrl" list: the main header, then the stream lists and the "odml" list.
-#include "avi_reader.h"
+#include "header_list.h"
 
-namespace {
-
-constexpr FourCC kAvih = avi_fourcc_from_string("avih");
-constexpr FourCC kList = avi_fourcc_from_string("LIST");
-constexpr FourCC kStrl = avi_fourcc_from_string("strl");
-constexpr FourCC kOdml = avi_fourcc_from_string("odml");
-
-// The first value of the list's first chunk: in a regular file, the frames over all forms.
-void read_extended_header(AviReaderState &reader, AviStream &stream) {
-    FourCC id;
-    std::uint32_t size;
-    avi_read_fields(stream, id, size, reader.total_frames_ext);
-}
-
-}  // namespace
+#include "chunk_stack.h"
+#include "stream_list.h"
 
 AviStatus avi_read_main_header(AviMainHeader &header, AviStream &stream) {
     constexpr auto kBody = static_cast<std::int32_t>(sizeof(AviMainHeader));
@@ -26,41 +12,61 @@ AviStatus avi_read_main_header(AviMainHeader &header, AviStream &stream) {
         header.padding_granularity, header.flags, header.total_frames, header.initial_frames,
         header.streams, header.suggested_buffer_size, header.width, header.height, header.reserved);
     const auto size = static_cast<std::int32_t>(declared);
-    if (size < kBody || !avi_fourcc_equal(id, kAvih)) status = kAviFailed;
-    if (size > kBody) status |= avi_file_seek(stream, size - kBody, SEEK_CUR);
+    if (size < kBody || !avi_fourcc_equal(id, kAvih)) status |= kAviFailed;
+    if (size > kBody) avi_file_go(stream, avi_file_tell(stream) + size - kBody);
     return status;
 }
 
-void avi_parse_header_list(AviReaderState &reader, bool allow_trailing_stream_number) {
-    ChunkNode &header_list = *reader.chunk_top;
-    AviStream &stream = reader.stream;
+namespace {
 
-    const FourCC first = avi_chunk_next(header_list);
-    if (avi_chunk_at_end(header_list)) {
-        header_list.error = avi_refuse(reader, AviReason::header_list_too_short, header_list.start);
-        return;
-    }
-    if (header_list.error == kAviOk && !avi_fourcc_equal(first, kAvih)) {
-        header_list.error =
-            avi_refuse(reader, AviReason::no_main_header, avi_file_tell(stream), first);
-        return;
-    }
-    // A main header that is short is taken as far as it goes; the walk goes on after the chunk.
-    avi_read_main_header(reader.main_header, stream);
+// The first value of the list's first chunk: in a regular file, the frames over all forms.
+void read_extended_header(AviReaderState &reader) {
+    FourCC id;
+    std::uint32_t size;
+    avi_read_fields(reader.stream, id, size, reader.total_frames_ext);
+}
 
-    while (header_list.error == kAviOk && !avi_chunk_at_end(header_list)) {
-        if (!avi_fourcc_equal(avi_chunk_next(header_list), kList)) continue;
-        if (!avi_enter_list(reader)) return;
-        const FourCC type = reader.chunk_top->list_type;
-        if (avi_fourcc_equal(type, kStrl)) {
-            avi_parse_stream_list(reader, allow_trailing_stream_number);
-            if (reader.chunk_top->error != kAviOk) return;
-        } else if (avi_fourcc_equal(type, kOdml)) {
-            read_extended_header(reader, stream);
-        }
-        avi_leave_list(reader);
+// A main header that is short is taken as far as it goes; the walk goes on after the chunk.
+AviStatus read_first_chunk(AviReaderState &reader) {
+    ChunkNode &list = *reader.chunk_top;
+    const FourCC id = avi_chunk_next(list);
+    const std::int64_t pos = avi_file_tell(reader.stream);
+    if (avi_chunk_at_end(list)) {
+        return avi_refuse(reader, kAviFailed, AviReason::header_list_too_short, list.start);
     }
-    if (header_list.error != kAviOk) {
-        avi_refuse(reader, AviReason::header_list_cut_short, header_list.start);
+    if (list.error != kAviOk) return kAviOk;  // which is told when the walk is over
+    if (!avi_fourcc_equal(id, kAvih)) {
+        return avi_refuse(reader, kAviFailed, AviReason::no_main_header, pos, id);
     }
+    avi_read_main_header(reader.main_header, reader.stream);
+    reader.main_header_pos = pos;
+    return kAviOk;
+}
+
+// The list at the position, a sub-chunk of the "hdrl" list.
+AviStatus read_list(AviReaderState &reader, bool allow_trailing_stream_number) {
+    if (avi_enter_list(reader) != kAviOk) return kAviFailed;
+    const FourCC type = reader.chunk_top->list_type;
+    if (avi_fourcc_equal(type, kStrl)) {
+        const AviStatus status = avi_parse_stream_list(reader, allow_trailing_stream_number);
+        if (status != kAviOk) return status;
+    } else if (avi_fourcc_equal(type, kOdml)) {
+        read_extended_header(reader);
+    }
+    avi_leave_list(reader);
+    return kAviOk;
+}
+
+}  // namespace
+
+AviStatus avi_parse_header_list(AviReaderState &reader, bool allow_trailing_stream_number) {
+    ChunkNode &list = *reader.chunk_top;
+    if (read_first_chunk(reader) != kAviOk) return kAviFailed;
+    FourCC id;
+    while (avi_walk(list, id)) {
+        if (!avi_fourcc_equal(id, kList)) continue;
+        if (read_list(reader, allow_trailing_stream_number) != kAviOk) return kAviFailed;
+    }
+    if (list.error == kAviOk) return kAviOk;
+    return avi_refuse(reader, list.error, AviReason::header_list_cut_short, list.start);
 }

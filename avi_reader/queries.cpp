@@ -1,4 +1,3 @@
-// Questions about the streams of an open record.
 #include "avi_reader.h"
 
 AviStatus avvin_get_summary(const AviReaderState &reader, std::int32_t &streams,

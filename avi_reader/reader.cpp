@@ -1,40 +1,32 @@
-// Opening a file into a record, and closing it.
 #include "avi_reader.h"
+
+#include <cstdlib>
+
+#include "blob.h"
+#include "extension_lists.h"
+#include "header_list.h"
+#include "index.h"
+#include "top_level.h"
 
 namespace {
 
-constexpr FourCC kRiff = avi_fourcc_from_string("RIFF");
-constexpr FourCC kMrif = avi_fourcc_from_string("MRIF");
-constexpr FourCC kAvi = avi_fourcc_from_string("AVI ");
-constexpr FourCC kList = avi_fourcc_from_string("LIST");
-constexpr FourCC kHdrl = avi_fourcc_from_string("hdrl");
-constexpr FourCC kMovi = avi_fourcc_from_string("movi");
-constexpr FourCC kQrdt = avi_fourcc_from_string("QRDT");
-constexpr FourCC kQmnu = avi_fourcc_from_string("QMNU");
-
-struct CloseReader {
-    void operator()(AviReaderState *reader) const { aviin_close(reader); }
-};
-using Reader = std::unique_ptr<AviReaderState, CloseReader>;
-
-// Pushes the first form, which has to be an AVI form.
-bool enter_first_form(AviReaderState &reader) {
-    avi_file_seek(reader.stream, 0, SEEK_SET);
-    if (!avi_enter_list(reader)) return false;
+// Opens the first form, which has to be an AVI form.
+AviStatus enter_first_form(AviReaderState &reader) {
+    avi_file_go(reader.stream, 0);
+    if (avi_enter_list(reader) != kAviOk) return kAviFailed;
     const ChunkNode &form = *reader.chunk_top;
     if (!avi_fourcc_equal(form.id, kRiff) && !avi_fourcc_equal(form.id, kMrif)) {
-        avi_refuse(reader, AviReason::not_a_form, form.start, form.id);
-        return false;
+        return avi_refuse(reader, kAviFailed, AviReason::not_a_form, form.start, form.id);
     }
     if (!avi_fourcc_equal(form.list_type, kAvi)) {
-        avi_refuse(reader, AviReason::not_avi, form.start + 8, form.list_type);
-        return false;
+        const std::int64_t type_pos = form.start + kChunkHeaderSize;
+        return avi_refuse(reader, kAviFailed, AviReason::not_avi, type_pos, form.list_type);
     }
-    return true;
+    return kAviOk;
 }
 
-// What the innermost node, a list of the first form, brings. False refuses the file.
-bool read_list(AviReaderState &reader) {
+// What the innermost node, a list of the first form, brings.
+AviStatus read_list(AviReaderState &reader) {
     const FourCC type = reader.chunk_top->list_type;
     if (avi_fourcc_equal(type, kQrdt)) {
         reader.data_list_pos = avi_file_tell(reader.stream);
@@ -45,66 +37,66 @@ bool read_list(AviReaderState &reader) {
         reader.menu_list_present = 1;
         avi_load_menu_list(reader);
     } else if (avi_fourcc_equal(type, kHdrl)) {
-        avi_parse_header_list(reader, reader.open_option != 0);
-        return reader.chunk_top != nullptr && reader.chunk_top->error == kAviOk;
+        return avi_parse_header_list(reader, reader.open_option != 0);
     }
-    return true;
+    return kAviOk;
 }
 
 // The innermost node is a "movi" list, or the form when its walk met none.
 AviStatus check_movi(AviReaderState &reader) {
     const ChunkNode &node = *reader.chunk_top;
     const std::int64_t pos = avi_file_tell(reader.stream);
-    if (node.error != kAviOk) return avi_refuse(reader, AviReason::form_cut_short, pos);
-    if (node.parent == nullptr) return avi_refuse(reader, AviReason::no_movi, pos);
-    if (!avi_chunk_at_end(node)) return kAviOk;
-    return avi_refuse(reader, AviReason::movi_too_short, node.start);
+    if (node.error != kAviOk) {
+        return avi_refuse(reader, node.error, AviReason::form_cut_short, pos);
+    }
+    if (node.parent == nullptr) {
+        return avi_refuse(reader, kAviFailed, AviReason::no_movi, pos);
+    }
+    if (avi_chunk_at_end(node)) {
+        return avi_refuse(reader, kAviFailed, AviReason::movi_too_short, node.start);
+    }
+    reader.movi_pos = pos;
+    return kAviOk;
 }
 
 // Walks the first form's lists in file order and stops inside "movi", so that what lies behind it
 // is never seen and a second "hdrl" before it adds to the first. An index is noted on the way.
-bool walk_first_form(AviReaderState &reader) {
+AviStatus walk_first_form(AviReaderState &reader) {
     ChunkNode &form = *reader.chunk_top;
-    while (form.error == kAviOk && !avi_chunk_at_end(form)) {
-        const FourCC id = avi_chunk_next(form);
+    FourCC id;
+    while (avi_walk(form, id)) {
         if (reader.index_pos == 0 && avi_is_index(id)) {
             reader.index_pos = avi_file_tell(reader.stream);
         }
         if (!avi_fourcc_equal(id, kList)) continue;
-        if (!avi_enter_list(reader)) return false;
+        if (avi_enter_list(reader) != kAviOk) return kAviFailed;
         if (avi_fourcc_equal(reader.chunk_top->list_type, kMovi)) break;
-        if (!read_list(reader)) return false;
+        if (read_list(reader) != kAviOk) return kAviFailed;
         avi_leave_list(reader);
     }
-    return check_movi(reader) == kAviOk;
+    return check_movi(reader);
 }
 
-// Looks for the index behind "movi" when there was none before it: on from there in the form's
-// sub-chunks, as a walk of its own that stepped over every list would. Leaves no trace in the
-// form's node.
+// An index that was not met before "movi" is looked for behind it.
 void find_index_behind_movi(AviReaderState &reader) {
-    if (reader.index_pos != 0) return;
-    ChunkNode *movi = reader.chunk_top;
-    ChunkNode form = *movi->parent;
-    avi_file_seek(reader.stream, movi->start, SEEK_SET);
-    reader.chunk_top = &form;
-    avi_find_index(reader);
-    reader.chunk_top = movi;
-    avi_file_seek(reader.stream, reader.movi_pos, SEEK_SET);
+    const ChunkNode &movi = *reader.chunk_top;
+    avi_file_go(reader.stream, movi.start);
+    if (reader.index_pos == 0) avi_find_index(reader, *movi.parent);
 }
 
-bool fill_record(AviReaderState &reader, const char *path) {
+AviStatus fill_record(AviReaderState &reader, const char *path) {
     reader.stream = avi_file_open(path);
     if (reader.stream.file == nullptr) {
-        avi_refuse(reader, AviReason::cannot_open, 0);
-        return false;
+        return avi_refuse(reader, kAviFailed, AviReason::cannot_open, 0);
     }
-    if (reader.stream.size > 0 && avi_scan_forms(reader, reader.stream) != kAviOk) return false;
-    if (!enter_first_form(reader) || !walk_first_form(reader)) return false;
-    reader.movi_pos = avi_file_tell(reader.stream);
+    if (reader.stream.size > 0 && avi_scan_forms(reader) != kAviOk) return kAviFailed;
+    if (enter_first_form(reader) != kAviOk) return kAviFailed;
+    if (walk_first_form(reader) != kAviOk) return kAviFailed;
     find_index_behind_movi(reader);
     avi_read_blobs(reader);
-    return true;
+    avi_file_go(reader.stream, reader.movi_pos);
+    reader.stream.seen_count = 0;  // what is read from here on is what the file then holds
+    return kAviOk;
 }
 
 void free_row(const VideoTrack &row) {
@@ -128,13 +120,13 @@ void free_rows(const AviTable<Row> &table) {
 }  // namespace
 
 AviReaderState *aviin_open(const char *path, std::uint32_t open_option, AviRefusal *refusal) {
-    Reader reader(static_cast<AviReaderState *>(std::calloc(1, sizeof(AviReaderState))));
+    AviReader reader(static_cast<AviReaderState *>(std::calloc(1, sizeof(AviReaderState))));
     if (reader == nullptr) {
         if (refusal != nullptr) *refusal = {AviReason::no_memory, {}, 0};
         return nullptr;
     }
     reader->open_option = open_option;
-    if (!fill_record(*reader, path)) {
+    if (fill_record(*reader, path) != kAviOk) {
         if (refusal != nullptr) *refusal = reader->refusal;
         return nullptr;
     }

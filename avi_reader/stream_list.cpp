@@ -1,21 +1,12 @@
-// One "strl" list becomes a row of the stream table and a row of the table of its kind.
-//
-// The chunks of a list come in a fixed order: "strh", "strf", then where a kind has them "strd",
-// "strn" and "indx". Each is recognised by a peek at the header and read from there.
-#include <cstring>
+#include "stream_list.h"
 
-#include "avi_reader.h"
+#include <cstring>
+#include <string_view>
+
+#include "chunk_stack.h"
+#include "memory.h"
 
 namespace {
-
-constexpr FourCC kStrh = avi_fourcc_from_string("strh");
-constexpr FourCC kStrd = avi_fourcc_from_string("strd");
-constexpr FourCC kStrn = avi_fourcc_from_string("strn");
-constexpr FourCC kIndx = avi_fourcc_from_string("indx");
-constexpr FourCC kAuds = avi_fourcc_from_string("auds");
-constexpr FourCC kTxts = avi_fourcc_from_string("txts");
-constexpr FourCC kVids = avi_fourcc_from_string("vids");
-constexpr FourCC kQrsb = avi_fourcc_from_string("QRSB");  // compression of a bitmap subtitle
 
 struct VideoFormat {
     std::uint32_t structure_size;
@@ -52,15 +43,15 @@ struct StreamData {
 // -------------------------------------------------------------------------- chunk readers
 // Each starts at a chunk's header.
 
-// Reads the id of the chunk at the stream's position and goes back. The 12 bytes read are more than
-// a header: a list that ends before them has nothing worth reading. Going back is by 12 from where
+// Reads the id of the chunk at the position and goes back. The 12 bytes read are more than a
+// header: a list that ends before them has nothing worth reading. Going back is by 12 from where
 // the reads ended, wherever the end of the file stopped them.
 AviStatus avi_peek_chunk_header(FourCC &id, AviStream &stream) {
-    std::uint32_t size, third;
-    AviStatus status = avi_read_chunk_header(id, size, stream);
-    status |= avi_read_u32le(third, stream);
-    avi_file_seek(stream, -12, SEEK_CUR);
-    return status;
+    const AviLook look = avi_look(stream);
+    id = look.id;
+    const auto missing = static_cast<std::int64_t>(kListHeaderSize - look.count);
+    avi_file_go(stream, avi_file_tell(stream) - missing);
+    return look.count > kChunkHeaderSize ? kAviOk : look.missing;
 }
 
 AviStatus avi_read_stream_header(AviStreamHeader &header, AviStream &stream) {
@@ -68,7 +59,7 @@ AviStatus avi_read_stream_header(AviStreamHeader &header, AviStream &stream) {
     FourCC id{};
     std::uint32_t size = 0;
     AviStatus status = avi_read_fields(stream, id, size);
-    if (!avi_fourcc_equal(id, kStrh) || size < kBody) status = kAviFailed;
+    if (!avi_fourcc_equal(id, kStrh) || size < kBody) status |= kAviFailed;
     status |= avi_read_fields(stream, header.type, header.handler, header.flags, header.priority,
                               header.language, header.initial_frames, header.scale, header.rate,
                               header.start, header.length, header.suggested_buffer_size,
@@ -147,21 +138,13 @@ AviStatus avi_read_stream_data(StreamData &data, AviStream &stream) {
     return status | avi_read_bytes(data.bytes.get(), data.size, stream);
 }
 
-// The stream number that a super index's chunk id names, or kAviSuperIndexes for none.
-std::uint32_t super_index_number(FourCC chunk_id, bool allow_trailing_stream_number) {
-    char c[5];
-    avi_fourcc_to_chars(chunk_id, c);
-    const char *digits = c;
-    if (!avi_is_stream_number(c[0], c[1])) {
-        if (!allow_trailing_stream_number || !avi_is_stream_number(c[2], c[3])) {
-            return kAviSuperIndexes;
-        }
-        digits = c + 2;
-    }
-    return static_cast<std::uint32_t>((digits[0] - '0') * 10 + (digits[1] - '0'));
+// The stream that a super index's chunk id names.
+std::optional<std::uint32_t> super_index_number(FourCC chunk_id, bool allow_trailing) {
+    const auto number = avi_stream_number(chunk_id);
+    return number || !allow_trailing ? number : avi_trailing_stream_number(chunk_id);
 }
 
-AviStatus avi_read_super_index(AviReaderState &reader, bool allow_trailing_stream_number) {
+void avi_read_super_index(AviReaderState &reader, bool allow_trailing_stream_number) {
     AviStream &stream = reader.stream;
     const std::int64_t pos = avi_file_tell(stream);
     FourCC id;
@@ -170,38 +153,32 @@ AviStatus avi_read_super_index(AviReaderState &reader, bool allow_trailing_strea
     avi_read_fields(stream, id, size, info.longs_per_entry, info.index_subtype, info.index_type,
                     info.entries_in_use, info.chunk_id, info.reserved);
 
-    const std::uint32_t number = super_index_number(info.chunk_id, allow_trailing_stream_number);
-    if (number < kAviSuperIndexes) {
-        reader.super_index_pos[number] = pos;
-        reader.super_index[number] = info;
+    const auto number = super_index_number(info.chunk_id, allow_trailing_stream_number);
+    if (number && *number < kAviSuperIndexes) {
+        reader.super_index_pos[*number] = pos;
+        reader.super_index[*number] = info;
     }
-    return avi_file_seek(stream, pos + size + 8, SEEK_SET);
+    avi_file_go(stream, pos + kChunkHeaderSize + size);
 }
 
 // -------------------------------------------------------------------------- the kinds of stream
 
-// The list being parsed, and the chunk that comes next in it as last peeked at.
+// The list being parsed.
 struct StreamList {
     AviReaderState &reader;
     AviStream &stream;
     AviStreamRecord &record;
     bool allow_trailing_stream_number;
-    FourCC next_id;
-    std::int64_t next_pos;
+    FourCC next_id;  // of the chunk that comes next, as last peeked at
 };
 
-AviStatus refuse(const StreamList &list, AviReason reason) {
-    return avi_refuse(list.reader, reason, list.reader.chunk_top->start);
+AviStatus refuse(const StreamList &list, AviReason reason, AviStatus status = kAviFailed) {
+    return avi_refuse(list.reader, status, reason, list.record.list_pos);
 }
 
-// Looks at the next chunk, unless the stream stands where the last look was had. One that met the
-// end of the file moved it, and is had again.
 AviStatus peek(StreamList &list) {
-    const std::int64_t pos = avi_file_tell(list.stream);
-    if (pos == list.next_pos) return kAviOk;
-    list.next_pos = pos;
-    if (avi_peek_chunk_header(list.next_id, list.stream) == kAviOk) return kAviOk;
-    return refuse(list, AviReason::stream_list_cut_short);
+    const AviStatus status = avi_peek_chunk_header(list.next_id, list.stream);
+    return status == kAviOk ? kAviOk : refuse(list, AviReason::stream_list_cut_short, status);
 }
 
 // Reads the name into a row if the next chunk is one. A name that the file cuts short is not kept.
@@ -236,7 +213,7 @@ AviStatus read_optional_stream_data(StreamList &list, VideoTrack &row) {
     row.has_stream_data = 1;
     row.stream_data_word = data.word;
     row.stream_data_size = data.size;
-    row.stream_data_pos = static_cast<std::int32_t>(data.pos);
+    row.stream_data_pos = static_cast<std::uint32_t>(data.pos);
     row.stream_data = data.bytes.release();
     return kAviOk;
 }
@@ -252,11 +229,10 @@ void describe_video(VideoTrack &row, const AviStreamHeader &header, const VideoF
 }
 
 AviStatus parse_audio(StreamList &list) {
-    AudioTrack *row = list.reader.audio.add_row();
+    const auto [row, number] = list.reader.audio.add_row();
     if (row == nullptr) return refuse(list, AviReason::too_many_audio_streams);
-    if (avi_read_audio_format(row->format, list.stream) != kAviOk) {
-        return refuse(list, AviReason::bad_audio_format);
-    }
+    const AviStatus status = avi_read_audio_format(row->format, list.stream);
+    if (status != kAviOk) return refuse(list, AviReason::bad_audio_format, status);
 
     const AviStreamHeader &header = list.record.header;
     row->initial_frames = header.initial_frames;
@@ -265,36 +241,35 @@ AviStatus parse_audio(StreamList &list) {
     row->start = header.start;
     row->sample_size = header.sample_size;
     list.record.kind = ChunkKind::audio;
-    list.record.track = list.reader.audio.last_row();
+    list.record.track = number;
 
     if (read_optional_name(list, *row) != kAviOk) return kAviFailed;
     return read_optional_super_index(list);
 }
 
 AviStatus parse_bitmap_subtitle(StreamList &list, const VideoFormat &format) {
-    VideoTrack *row = list.reader.bitmap_subtitle.add_row();
+    const auto [row, number] = list.reader.bitmap_subtitle.add_row();
     if (row == nullptr) return refuse(list, AviReason::too_many_bitmap_subtitles);
     describe_video(*row, list.record.header, format);
     list.record.kind = ChunkKind::bitmap_subtitle;
-    list.record.track = list.reader.bitmap_subtitle.last_row();
+    list.record.track = number;
     return read_optional_name(list, *row);
 }
 
 AviStatus parse_video(StreamList &list) {
     VideoFormat format{};
-    if (avi_read_video_format(format, list.stream) != kAviOk) {
-        return refuse(list, AviReason::bad_video_format);
-    }
+    const AviStatus status = avi_read_video_format(format, list.stream);
+    if (status != kAviOk) return refuse(list, AviReason::bad_video_format, status);
     if (avi_fourcc_equal(format.compression, kQrsb)) {
         return parse_bitmap_subtitle(list, format);
     }
 
-    VideoTrack *row = list.reader.video.add_row();
+    const auto [row, number] = list.reader.video.add_row();
     if (row == nullptr) return refuse(list, AviReason::too_many_video_streams);
     if (read_optional_stream_data(list, *row) != kAviOk) return kAviFailed;
     describe_video(*row, list.record.header, format);
     list.record.kind = ChunkKind::compressed_video;
-    list.record.track = list.reader.video.last_row();
+    list.record.track = number;
 
     if (read_optional_name(list, *row) != kAviOk) return kAviFailed;
     return read_optional_super_index(list);
@@ -308,14 +283,13 @@ struct TextKind {
 };
 
 AviStatus keep_text(StreamList &list, const TextKind &text, std::int64_t format_pos) {
-    avi_file_seek(list.stream, format_pos, SEEK_SET);
-    TextTrack *row = text.table.add_row();
+    avi_file_go(list.stream, format_pos);
+    const auto [row, number] = text.table.add_row();
     if (row == nullptr) return refuse(list, text.too_many);
-    if (avi_read_subtitle_format(row->values, list.stream) != kAviOk) {
-        return refuse(list, AviReason::bad_text_format);
-    }
+    const AviStatus status = avi_read_subtitle_format(row->values, list.stream);
+    if (status != kAviOk) return refuse(list, AviReason::bad_text_format, status);
     list.record.kind = text.kind;
-    list.record.track = text.table.last_row();
+    list.record.track = number;
     return kAviOk;
 }
 
@@ -326,12 +300,12 @@ AviStatus parse_text(StreamList &list) {
     FourCC id{};
     std::uint32_t format_size = 0;
     avi_read_fields(stream, id, format_size);
-    avi_file_seek(stream, format_size, SEEK_CUR);
-    const std::int64_t name_pos = avi_file_tell(stream);
+    const std::int64_t name_pos = avi_file_tell(stream) + format_size;
+    avi_file_go(stream, name_pos);
 
     if (peek(list) != kAviOk) return kAviFailed;
     if (!avi_fourcc_equal(list.next_id, kStrn)) {
-        avi_file_seek(stream, name_pos, SEEK_SET);
+        avi_file_go(stream, name_pos);
         return kAviOk;
     }
     StreamName name{};
@@ -350,10 +324,8 @@ AviStatus parse_text(StreamList &list) {
 }
 
 AviStatus parse_by_type(StreamList &list) {
-    list.record.kind = ChunkKind::unknown;
-    if (avi_read_stream_header(list.record.header, list.stream) != kAviOk) {
-        return refuse(list, AviReason::bad_stream_header);
-    }
+    const AviStatus status = avi_read_stream_header(list.record.header, list.stream);
+    if (status != kAviOk) return refuse(list, AviReason::bad_stream_header, status);
     const FourCC type = list.record.header.type;
     if (avi_fourcc_equal(type, kAuds)) return parse_audio(list);
     if (avi_fourcc_equal(type, kTxts)) return parse_text(list);
@@ -363,15 +335,13 @@ AviStatus parse_by_type(StreamList &list) {
 
 }  // namespace
 
-void avi_parse_stream_list(AviReaderState &reader, bool allow_trailing_stream_number) {
-    ChunkNode &node = *reader.chunk_top;
+AviStatus avi_parse_stream_list(AviReaderState &reader, bool allow_trailing_stream_number) {
+    const std::int64_t pos = reader.chunk_top->start;
     if (reader.stream_count == kAviMaxStreams) {
-        node.error = avi_refuse(reader, AviReason::too_many_streams, node.start);
-        return;
+        return avi_refuse(reader, kAviFailed, AviReason::too_many_streams, pos);
     }
     AviStreamRecord &record = reader.streams[reader.stream_count++];
-    StreamList list{reader, reader.stream, record, allow_trailing_stream_number, {}, 0};
-    if (parse_by_type(list) != kAviOk) {
-        node.error = kAviFailed;
-    }
+    record.list_pos = pos;
+    StreamList list{reader, reader.stream, record, allow_trailing_stream_number, {}};
+    return parse_by_type(list);
 }

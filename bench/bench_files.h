@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/avi_builder.h"
+#include "tests/support/avi_builder.h"
 
 namespace bench_files {
 

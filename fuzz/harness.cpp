@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "tests/record_checks.h"
+#include "tests/support/record_checks.h"
 
 void require(bool condition, const char *rule) {
     if (condition) return;

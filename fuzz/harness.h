@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "tests/controlled_libc.h"
+#include "tests/support/controlled_libc.h"
 
 // Ends the process, so that the input is reported, unless the condition holds.
 void require(bool condition, const char *rule);

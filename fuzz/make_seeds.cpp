@@ -6,7 +6,7 @@
 #include <map>
 #include <string>
 
-#include "tests/avi_builder.h"
+#include "tests/support/avi_builder.h"
 
 namespace {
 

@@ -22,25 +22,18 @@ struct ReleaseHandle {
 };
 using Handle = std::unique_ptr<SvcFileHandle, ReleaseHandle>;
 
-// A position as the callers' 32-bit `long` holds it: one that does not fit cannot be told.
-std::int32_t position(std::FILE *file) {
-    const long pos = std::ftell(file);
+// The position as the callers' 32-bit `long` holds it: one that does not fit cannot be told.
+std::int32_t told_position(const AviStream &stream) {
+    const std::int64_t pos = avi_file_tell(stream);
     return pos <= std::numeric_limits<std::int32_t>::max() ? static_cast<std::int32_t>(pos) : -1;
 }
 
-// Says in the log what a read of `size` bytes at `pos` falls on, by the 8 bytes before it. The two
-// header reads bring the stream back to `pos`, so the payload is read from where it stands after.
+// Says in the log what a read of `size` bytes at `pos` falls on, by the 8 bytes before it. The
+// payload is read from where looking back leaves the stream.
 void log_chunk(AviReaderState &reader, std::int32_t pos, std::uint32_t size) {
-    AviStream &stream = reader.stream;
-    FourCC id{};
-    std::uint32_t chunk_size = 0;
-    std::fseek(stream.file, -8, SEEK_CUR);
-    avi_read_fields(stream, id, chunk_size);
-
-    char chars[5];
-    avi_fourcc_to_chars(id, chars);
-    const ChunkKind kind = avi_chunk_kind(id, reader.open_option != 0);
-    const bool whole_chunk = avi_is_stream_number(chars[0], chars[1]) && chunk_size == size;
+    const AviChunkHeader chunk = avi_look_back(reader.stream);
+    const ChunkKind kind = avi_chunk_kind(chunk.id, reader.open_option != 0);
+    const bool whole_chunk = avi_stream_number(chunk.id) && chunk.size == size;
     if (whole_chunk && kind == ChunkKind::audio) {
         SVC_LOG_DETAIL("CHUNK_TYPE_AUDIO STARTS\n");
     } else if (whole_chunk && kind == ChunkKind::compressed_video) {
@@ -87,7 +80,7 @@ int64_t drm_svc_sorn_open_file(const char *path, SvcFileHandle **new_handle) {
         SVC_LOG_ERROR("[DRM-ERROR]No input fileame specified.\n");
         return DRM_SVC_SORN_CANNOT_OPEN;
     }
-    Handle handle(static_cast<SvcFileHandle *>(std::malloc(sizeof(SvcFileHandle))));
+    Handle handle(static_cast<SvcFileHandle *>(std::calloc(1, sizeof(SvcFileHandle))));
     if (handle == nullptr) return DRM_SVC_SORN_NO_MEMORY;
     handle->reader = aviin_open(path, 0);
     if (handle->reader == nullptr) {
@@ -98,7 +91,6 @@ int64_t drm_svc_sorn_open_file(const char *path, SvcFileHandle **new_handle) {
     if (!describe_tracks(reader, __func__)) return DRM_SVC_SORN_CANNOT_OPEN;
 
     avi_file_seek(reader.stream, 0, SEEK_SET);
-    avi_file_settle(reader.stream);  // from here on the C library's own position counts
     *new_handle = handle.release();
     SVC_LOG_API("%s  success: *hfile = %p, handle = %p\n", __func__,
                 static_cast<void *>(*new_handle), static_cast<void *>(&reader));
@@ -119,7 +111,7 @@ int64_t drm_svc_sorn_read_file(SvcFileHandle *handle, void *buffer, uint32_t siz
     AviReaderState &reader = *handle->reader;
     SVC_LOG_DETAIL("%s  starts : hfile = %p, handle = %p\n", __func__, static_cast<void *>(handle),
                    static_cast<void *>(&reader));
-    const std::int32_t pos = position(reader.stream.file);
+    const std::int32_t pos = told_position(reader.stream);
     if (pos > 7) {
         log_chunk(reader, pos, size);
     } else {
@@ -131,11 +123,11 @@ int64_t drm_svc_sorn_read_file(SvcFileHandle *handle, void *buffer, uint32_t siz
 
 int32_t drm_svc_sorn_seek_file(SvcFileHandle *handle, int32_t offset, int whence) {
     SVC_LOG_DETAIL("%s start\n", __func__);
-    std::fseek(handle->reader->stream.file, offset, whence);
+    avi_file_seek(handle->reader->stream, offset, whence);
     return 1;
 }
 
 int32_t drm_svc_sorn_tell_file(SvcFileHandle *handle) {
     SVC_LOG_DETAIL("%s start\n", __func__);
-    return position(handle->reader->stream.file);
+    return told_position(handle->reader->stream);
 }

@@ -5,7 +5,7 @@
 
 #include <set>
 
-#include "test_files.h"
+#include "tests/support/test_files.h"
 
 namespace {
 

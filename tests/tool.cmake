@@ -25,5 +25,7 @@ if(NOT CMAKE_CROSSCOMPILING)  # a page and a script are the same for every machi
     set_tests_properties(sorn-tool.Browser PROPERTIES SKIP_REGULAR_EXPRESSION "OK .skipped=")
 endif()
 
-reader_test(refusal_text_test)
-target_link_libraries(refusal_text_test PRIVATE sorn-tool-text)
+add_executable(refusal_text_test refusal_text_test.cpp)
+target_link_libraries(refusal_text_test PRIVATE
+    project_options test_files sorn-tool-text GTest::gmock_main)
+add_cases(refusal_text_test)

@@ -5,12 +5,12 @@
 #include <optional>
 #include <vector>
 
+#include "avi_reader/avi_reader.h"
 #include "chunk_tree.h"
 #include "command.h"
 #include "interrupt.h"
 #include "oddities.h"
 #include "progress.h"
-#include "record.h"
 #include "refusal_text.h"
 #include "text.h"
 
@@ -45,7 +45,7 @@ Verdict judge(const std::string &path, bool show_progress) {
     Verdict verdict;
     try {
         const InputFile file(path);
-        const Record record(aviin_open(path.c_str(), 0, &verdict.refusal));
+        const AviReader record(aviin_open(path.c_str(), 0, &verdict.refusal));
         if (record != nullptr) {
             verdict.oddities = find_oddities(*record, file, show_progress);
         } else {

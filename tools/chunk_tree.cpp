@@ -12,8 +12,6 @@ constexpr std::int64_t kHeader = 8;
 constexpr std::int64_t kListHeader = 12;
 constexpr std::int64_t kMenuType = 20;  // where a menu form says what it is
 
-constexpr FourCC kQmnu = avi_fourcc_from_string("QMNU");
-
 // Headers lie close together or far apart: a small window serves both.
 class Window {
 public:

@@ -65,7 +65,4 @@ bool walk_chunks(const InputFile &file, ChunkVisitor &visitor, const WalkOptions
 // What a chunk is, in words: "main header", "compressed video", "unknown".
 [[nodiscard]] const char *chunk_words(const Chunk &chunk, Parents parents);
 
-// The number of the stream that an id names ("01wb"), or -1.
-[[nodiscard]] int stream_number(FourCC id);
-
 #endif

@@ -61,10 +61,7 @@ const char *find(const std::array<Meaning, Count> &meanings, FourCC id) {
 }
 
 const char *media_words(FourCC id) {
-    char c[5];
-    avi_fourcc_to_chars(id, c);
-    const bool numbered = avi_is_stream_number(c[0], c[1]) || avi_is_stream_number(c[2], c[3]);
-    if (!numbered) return nullptr;
+    if (!avi_stream_number(id) && !avi_trailing_stream_number(id)) return nullptr;
     switch (avi_chunk_kind(id, true)) {
     case ChunkKind::audio:
         return "audio";
@@ -99,12 +96,6 @@ const char *form_words(const Chunk &form) {
 
 bool is_known_id(FourCC id) {
     return find(kChunks, id) != nullptr || media_words(id) != nullptr;
-}
-
-int stream_number(FourCC id) {
-    char c[5];
-    avi_fourcc_to_chars(id, c);
-    return avi_is_stream_number(c[0], c[1]) ? (c[0] - '0') * 10 + c[1] - '0' : -1;
 }
 
 const char *chunk_words(const Chunk &chunk, Parents parents) {

@@ -3,10 +3,10 @@
 #include <optional>
 #include <vector>
 
+#include "avi_reader/avi_reader.h"
 #include "command.h"
 #include "formats.h"
 #include "input_file.h"
-#include "record.h"
 #include "record_json.h"
 #include "text.h"
 
@@ -18,14 +18,14 @@ struct Request {
 };
 
 // The record, or none after a line that says why.
-Record open_record(const std::string &path) {
+AviReader open_record(const std::string &path) {
     try {
         const InputFile readable(path);
     } catch (const Failure &failure) {
         complain(failure.what());
         return nullptr;
     }
-    Record record(aviin_open(path.c_str(), 0));
+    AviReader record(aviin_open(path.c_str(), 0));
     if (record == nullptr) complain(path_text(path) + ": not an AVI file that can be opened");
     return record;
 }
@@ -119,7 +119,7 @@ Exit run(const Request &request) {
     Exit status = Exit::success;
     bool first = true;
     for (const std::string &path : request.files) {
-        const Record record = open_record(path);
+        const AviReader record = open_record(path);
         if (record == nullptr) status = Exit::disagreed;
         if (request.json) {
             fmt::print("{}\n", record_json(path, record.get()));

@@ -6,11 +6,11 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "avi_reader/avi_reader.h"
 #include "command.h"
 #include "interrupt.h"
 #include "map_picture.h"
 #include "progress.h"
-#include "record.h"
 #include "refusal_text.h"
 #include "text.h"
 
@@ -91,7 +91,7 @@ Exit run(const Request &request) {
     const InputFile file(request.file);
     require_other_file(request);
     AviRefusal refusal{};
-    const Record record(aviin_open(request.file.c_str(), 0, &refusal));
+    const AviReader record(aviin_open(request.file.c_str(), 0, &refusal));
 
     MapModel model(record.get(), file.size());
     std::optional<OddityFinder> oddities;

@@ -140,8 +140,8 @@ Mark &MapModel::mark_for(Lane &lane, const Chunk &chunk) const {
 }
 
 void MapModel::add_media(const Chunk &chunk) {
-    const int number = stream_number(chunk.id);
-    Lane &lane = lanes_[number < 0 ? kOtherChunks : number];
+    const auto stream = avi_stream_number(chunk.id);
+    Lane &lane = lanes_[stream ? static_cast<int>(*stream) : kOtherChunks];
     const auto held = static_cast<std::uint64_t>(std::max<std::int64_t>(chunk.held, 0));
     Mark &mark = mark_for(lane, chunk);
     if (mark.chunks == 0) mark.start = chunk.pos;

@@ -111,7 +111,7 @@ void OddityFinder::check_stream_chunk(const Chunk &chunk) {
     if (is_chunk(chunk, "strd")) {
         const VideoTrack *row = video ? &reader_.video.rows[stream.track] : nullptr;
         const bool kept = row != nullptr && row->has_stream_data != 0 &&
-                          row->stream_data_pos == static_cast<std::int32_t>(chunk.pos + 16);
+                          row->stream_data_pos == static_cast<std::uint32_t>(chunk.pos + 16);
         if (kept) return;
         note("stream_data_not_kept", chunk.pos,
              fmt::format("{} is not kept for stream {}: {}", at(chunk), number,

@@ -4,12 +4,12 @@
 #include <cstdio>
 #include <vector>
 
+#include "avi_reader/avi_reader.h"
 #include "command.h"
 #include "formats.h"
 #include "interrupt.h"
 #include "player.h"
 #include "progress.h"
-#include "record.h"
 #include "text.h"
 
 namespace {
@@ -146,7 +146,7 @@ Exit run(const Request &request) {
     }
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
 
-    const Record record(aviin_open(request.file.c_str(), 0));
+    const AviReader record(aviin_open(request.file.c_str(), 0));
     if (record == nullptr) add_disagreement(playback, "the reader refuses what the plug-in opens");
     print_summary(request, file, record.get(), playback, took.count());
     std::fflush(stdout);

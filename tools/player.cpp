@@ -15,11 +15,6 @@
 
 namespace {
 
-constexpr FourCC kRiff = avi_fourcc_from_string("RIFF");
-constexpr FourCC kMrif = avi_fourcc_from_string("MRIF");
-constexpr FourCC kList = avi_fourcc_from_string("LIST");
-constexpr FourCC kHdrl = avi_fourcc_from_string("hdrl");
-constexpr FourCC kMovi = avi_fourcc_from_string("movi");
 constexpr FourCC kRec = avi_fourcc_from_string("rec ");
 
 constexpr std::int64_t kHeader = 8;
@@ -111,13 +106,6 @@ struct Chunk {
     [[nodiscard]] std::int64_t padded_end() const { return end() + size % 2; }
 };
 
-std::optional<std::size_t> stream_number(FourCC id) {
-    char chars[5];
-    avi_fourcc_to_chars(id, chars);
-    if (!avi_is_stream_number(chars[0], chars[1])) return std::nullopt;
-    return static_cast<std::size_t>((chars[0] - '0') * 10 + chars[1] - '0');
-}
-
 // The position only ever moves forward, past what was read, and the ends of the lists around it
 // only tell what a chunk is part of. So no byte is read twice, whatever sizes the file declares.
 class Walk {
@@ -198,7 +186,7 @@ private:
                 return;
             }
         } else {
-            const auto stream = stream_number(chunk.id);
+            const auto stream = avi_stream_number(chunk.id);
             read_payload(chunk, stream ? result_.streams[*stream] : result_.other);
         }
         pos_ = chunk.padded_end();
@@ -257,7 +245,7 @@ private:
         result_.audio_reads += audio;
         result_.video_reads += video;
 
-        const bool can_be = stream_number(chunk.id).has_value() && size == chunk.size &&
+        const bool can_be = avi_stream_number(chunk.id).has_value() && size == chunk.size &&
                             chunk.payload() <= kLargestSeek;
         const ChunkKind kind = can_be ? avi_chunk_kind(chunk.id, false) : ChunkKind::unknown;
         if (audio != (kind == ChunkKind::audio) || video != (kind == ChunkKind::compressed_video)) {

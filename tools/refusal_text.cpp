@@ -37,6 +37,8 @@ const char *reason_word(AviReason reason) {
         return "no_memory";
     case AviReason::cannot_open:
         return "cannot_open";
+    case AviReason::cannot_read:
+        return "cannot_read";
     case AviReason::top_level_cut_short:
         return "top_level_cut_short";
     case AviReason::list_header_cut_short:
@@ -94,6 +96,8 @@ std::string refusal_sentence(const AviRefusal &refusal, const InputFile &file) {
         return "memory ran out";
     case AviReason::cannot_open:
         return "the file cannot be opened";
+    case AviReason::cannot_read:
+        return fmt::format("the file cannot be read at 0x{:x}", pos);
     case AviReason::top_level_cut_short:
         return fmt::format("the file ends inside the header of the top-level chunk at 0x{:x}", pos);
     case AviReason::list_header_cut_short:

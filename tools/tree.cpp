@@ -10,12 +10,12 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "avi_reader/avi_reader.h"
 #include "chunk_tree.h"
 #include "command.h"
 #include "interrupt.h"
 #include "kept.h"
 #include "progress.h"
-#include "record.h"
 #include "refusal_text.h"
 #include "text.h"
 
@@ -313,7 +313,7 @@ bool show(const Request &request, const InputFile &file, const AviReaderState *r
 Exit run(const Request &request) {
     const InputFile file(request.file);
     AviRefusal refusal{};
-    const Record record(aviin_open(request.file.c_str(), 0, &refusal));
+    const AviReader record(aviin_open(request.file.c_str(), 0, &refusal));
     print_file(request, file, record != nullptr,
                record != nullptr ? "opens" : refused_text(refusal, file));
 

@@ -1,0 +1,408 @@
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+#include <limits>
+
+#include "tests/support/half_open.h"
+
+namespace {
+
+using namespace avi_builder;
+using namespace std::string_literals;
+
+// ---- open and close
+
+TEST(FileOpen, StartsAtPositionZero) {
+    const TempFile file("abcd");
+    AviStream stream = avi_file_open(file.path());
+    ASSERT_NE(stream.file, nullptr);
+    EXPECT_EQ(avi_file_tell(stream), 0);
+    EXPECT_EQ(avi_file_close(stream), kAviOk);
+}
+
+TEST(FileOpen, HasNoStreamForAFileThatIsNotThere) {
+    EXPECT_EQ(avi_file_open("/no such folder/no such file").file, nullptr);
+    EXPECT_EQ(avi_file_open("").file, nullptr);
+}
+
+TEST(FileOpen, IsForReadingOnly) {
+    const TempFile file("abcd");
+    AviStream stream = avi_file_open(file.path());
+    ASSERT_NE(stream.file, nullptr);
+    EXPECT_EQ(std::fputc('x', stream.file), EOF);
+    avi_file_close(stream);
+    EXPECT_EQ(std::filesystem::file_size(file.path()), 4U);
+}
+
+TEST(FileOpen, FindsTheSizeAndStaysAtTheStart) {
+    for (const Bytes &content : {Bytes(), Bytes("0123456789"), filler(100000)}) {
+        const TempFile file(content);
+        AviStream stream = avi_file_open(file.path());
+        ASSERT_NE(stream.file, nullptr);
+        EXPECT_EQ(stream.size, length(content));
+        EXPECT_EQ(avi_file_tell(stream), 0);
+        avi_file_close(stream);
+    }
+}
+
+TEST(FileClose, ReportsAFailureAndForgetsTheFileAllTheSame) {
+    const TempFile file("abcd");
+    AviStream stream = avi_file_open(file.path());
+    ASSERT_NE(stream.file, nullptr);
+    close(fileno(stream.file));
+    EXPECT_EQ(avi_file_close(stream), kAviFailed);
+    EXPECT_EQ(stream.file, nullptr);
+}
+
+// ---- seek and tell
+
+TEST(FileSeek, MovesFromStartCurrentAndEnd) {
+    HalfOpen file("0123456789");
+    EXPECT_EQ(avi_file_seek(file.stream(), 4, SEEK_SET), kAviOk);
+    EXPECT_EQ(file.position(), 4);
+    EXPECT_EQ(avi_file_seek(file.stream(), 3, SEEK_CUR), kAviOk);
+    EXPECT_EQ(file.position(), 7);
+    EXPECT_EQ(avi_file_seek(file.stream(), -2, SEEK_CUR), kAviOk);
+    EXPECT_EQ(file.position(), 5);
+    EXPECT_EQ(avi_file_seek(file.stream(), -1, SEEK_END), kAviOk);
+    EXPECT_EQ(file.position(), 9);
+}
+
+TEST(FileSeek, RefusesAnyOtherWhenceAndStaysWhereItIs) {
+    HalfOpen file("0123456789");
+    file.move_to(4);
+    // The last two are positions that some C libraries know: the next data, the next hole.
+    for (const int whence : {-1, 5, 255, 3, 4}) {
+        EXPECT_EQ(avi_file_seek(file.stream(), 0, whence), kAviFailed) << whence;
+        EXPECT_EQ(file.position(), 4) << whence;
+    }
+}
+
+TEST(FileSeek, FailsBeforeTheStart) {
+    HalfOpen file("0123456789");
+    file.move_to(4);
+    EXPECT_EQ(avi_file_seek(file.stream(), -5, SEEK_CUR), kAviFailed);
+    EXPECT_EQ(avi_file_seek(file.stream(), -1, SEEK_SET), kAviFailed);
+    EXPECT_EQ(file.position(), 4);
+}
+
+TEST(FileSeek, GoesPastTheEnd) {
+    HalfOpen file("0123456789");
+    EXPECT_EQ(avi_file_seek(file.stream(), 11, SEEK_SET), kAviOk);
+    EXPECT_EQ(file.position(), 11);
+    EXPECT_EQ(avi_file_seek(file.stream(), 3, SEEK_END), kAviOk);
+    EXPECT_EQ(file.position(), 13);
+}
+
+TEST(FileSeek, HasPositionsOf64Bits) {
+    HalfOpen file("0123456789");
+    EXPECT_EQ(avi_file_seek(file.stream(), 0x123456789, SEEK_SET), kAviOk);
+    EXPECT_EQ(file.position(), 0x123456789);
+    EXPECT_EQ(avi_file_seek(file.stream(), 0x100000000, SEEK_CUR), kAviOk);
+    EXPECT_EQ(file.position(), 0x223456789);
+}
+
+TEST(FileSeek, GoesAsFarAsTheCLibrary) {
+    constexpr std::int64_t kFar = std::int64_t{1} << 40;
+    constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
+    HalfOpen file("0123456789");
+    for (const std::int64_t position : {kFar - 1, kFar, kFar + 1}) {
+        EXPECT_EQ(avi_file_seek(file.stream(), position, SEEK_SET), kAviOk);
+        EXPECT_EQ(file.position(), position);
+        EXPECT_EQ(avi_file_seek(file.stream(), 5, SEEK_CUR), kAviOk);
+        EXPECT_EQ(file.position(), position + 5);
+    }
+    EXPECT_EQ(avi_file_seek(file.stream(), kMost, SEEK_CUR), kAviFailed);
+    EXPECT_EQ(file.position(), kFar + 6);
+    EXPECT_EQ(avi_file_seek(file.stream(), -(kFar + 7), SEEK_CUR), kAviFailed);
+    EXPECT_EQ(avi_file_seek(file.stream(), -(kFar + 6), SEEK_CUR), kAviOk);
+    EXPECT_EQ(file.position(), 0);
+}
+
+TEST(FileOpen, KnowsThatAPipeHasNoLength) {
+    const Pipe pipe("RIFF");
+    AviStream stream = avi_file_open(pipe.path());
+    ASSERT_NE(stream.file, nullptr);
+    EXPECT_EQ(stream.size, -1);
+    avi_file_close(stream);
+}
+
+TEST(FileLeft, CountsToTheEndAndNotPastIt) {
+    HalfOpen file("0123456789");
+    EXPECT_EQ(avi_file_left(file.stream()), 10);
+    file.move_to(9);
+    EXPECT_EQ(avi_file_left(file.stream()), 1);
+    file.move_to(10);
+    EXPECT_EQ(avi_file_left(file.stream()), 0);
+    file.move_to(12);
+    EXPECT_EQ(avi_file_left(file.stream()), 0);
+}
+
+// ---- reads of any length
+
+TEST(FileRead, ReturnsWhatTheFileHolds) {
+    HalfOpen file("0123456789");
+    char bytes[16] = {};
+    EXPECT_EQ(avi_file_read(file.stream(), bytes, 4), 4U);
+    EXPECT_EQ(bytes, "0123"s);
+    EXPECT_EQ(avi_file_read(file.stream(), bytes, 16), 6U);
+    EXPECT_EQ(bytes, "456789"s);
+    EXPECT_EQ(avi_file_read(file.stream(), bytes, 16), 0U);
+}
+
+TEST(FileRead, StartsWhereTheLastSeekEnded) {
+    HalfOpen file("0123456789");
+    char bytes[3] = {};
+    for (const std::int64_t position : {4, 6, 1}) {
+        file.move_to(position);
+        EXPECT_EQ(avi_file_read(file.stream(), bytes, 2), 2U);
+        EXPECT_EQ(bytes, Bytes("0123456789").substr(static_cast<std::size_t>(position), 2));
+        EXPECT_EQ(file.position(), position + 2);
+    }
+}
+
+TEST(FileRead, DeliversNothingAtOrPastTheEnd) {
+    HalfOpen file("0123456789");
+    for (const std::int64_t position : {10, 11, 5000}) {
+        char byte = '?';
+        file.move_to(position);
+        EXPECT_EQ(avi_file_read(file.stream(), &byte, 1), 0U) << position;
+        EXPECT_EQ(byte, '?') << position;
+        EXPECT_EQ(file.position(), position);
+    }
+}
+
+TEST(ReadBytes, PastTheEndFailsUnlessNoneAreWanted) {
+    HalfOpen file("0123456789");
+    unsigned char byte = '?';
+    file.move_to(12);
+    EXPECT_EQ(avi_read_bytes(&byte, 1, file.stream()), kAviFailed);
+    EXPECT_EQ(avi_read_bytes(&byte, 0, file.stream()), kAviOk);
+    EXPECT_EQ(byte, '?');
+    EXPECT_EQ(file.position(), 12);
+}
+
+// ---- the look at a chunk
+
+TEST(Look, TellsIdAndSizeAndStays) {
+    HalfOpen file("1234" + chunk("JUNK", "payload!"));
+    file.move_to(4);
+    for (int time = 0; time < 3; ++time) {
+        const AviLook look = avi_look(file.stream());
+        EXPECT_EQ(look.id.value, avi_fourcc_from_string("JUNK").value);
+        EXPECT_EQ(look.size, 8U);
+        EXPECT_EQ(look.count, 12U);
+        EXPECT_EQ(look.missing, kAviOk);
+        EXPECT_EQ(file.position(), 4);
+    }
+}
+
+TEST(Look, AtAHeaderThatTheFileCutsShortIsTheSameEveryTime) {
+    const Bytes header = "JUNK\x01\x02\x03\x04list";
+    for (std::size_t held = 0; held < 12; ++held) {
+        HalfOpen file("1234" + header.substr(0, held));
+        file.move_to(4);
+        for (int time = 0; time < 3; ++time) {
+            const AviLook look = avi_look(file.stream());
+            EXPECT_EQ(look.id.value == avi_fourcc_from_string("JUNK").value, held >= 4) << held;
+            const std::size_t of_size = held > 4 ? std::min<std::size_t>(held - 4, 4) : 0;
+            EXPECT_EQ(look.size, 0x04030201 & ((std::uint64_t{1} << 8 * of_size) - 1)) << held;
+            EXPECT_EQ(look.count, held);
+            EXPECT_EQ(look.missing, kAviFailed) << held;
+            EXPECT_EQ(file.position(), 4) << held;
+        }
+    }
+}
+
+// ---- the look back
+
+TEST(LookBack, TellsTheHeaderBeforeThePosition) {
+    HalfOpen file("1234" + chunk("JUNK", "payload!"));
+    file.move_to(12);
+    for (int time = 0; time < 3; ++time) {
+        const AviChunkHeader header = avi_look_back(file.stream());
+        EXPECT_EQ(header.id.value, avi_fourcc_from_string("JUNK").value);
+        EXPECT_EQ(header.size, 8U);
+        EXPECT_EQ(file.position(), 12);
+    }
+    char next = '?';
+    EXPECT_EQ(avi_file_read(file.stream(), &next, 1), 1U);
+    EXPECT_EQ(next, 'p');
+}
+
+// Whatever pieces were read on the way to the position, and from wherever they were read.
+TEST(LookBack, IsTheSameBehindReadsOfAnyLength) {
+    const Bytes content = filler(100);
+    const auto expected = [&](std::int64_t position) {
+        return avi_get_u32le(reinterpret_cast<const unsigned char *>(content.data()) + position -
+                             8);
+    };
+    for (std::size_t piece = 1; piece <= 20; ++piece) {
+        HalfOpen file(content);
+        char bytes[20];
+        for (std::int64_t position = 0; position < 60; position = file.position()) {
+            ASSERT_EQ(avi_file_read(file.stream(), bytes, piece), piece);
+            if (file.position() < 8) continue;
+            EXPECT_EQ(avi_look_back(file.stream()).id.value, expected(file.position())) << piece;
+        }
+        for (const std::int64_t position : {30, 29, 31, 8, 37}) {
+            file.move_to(position);
+            EXPECT_EQ(avi_look_back(file.stream()).id.value, expected(position)) << piece;
+            EXPECT_EQ(avi_file_read(file.stream(), bytes, piece), piece);
+            EXPECT_EQ(bytes_at(bytes, piece),
+                      content.substr(static_cast<std::size_t>(position), piece));
+        }
+    }
+}
+
+// ---- integers
+
+TEST(ReadU8, ReadsOneByteOrFails) {
+    HalfOpen file("\x81");
+    std::uint8_t value = 7;
+    EXPECT_EQ(avi_read_u8(value, file.stream()), kAviOk);
+    EXPECT_EQ(value, 0x81);
+    EXPECT_EQ(avi_read_u8(value, file.stream()), kAviFailed);
+    EXPECT_EQ(value, 0x81);
+}
+
+TEST(ReadU16, IsCompletedWithAZeroWhenTheFileHoldsOneByte) {
+    HalfOpen file("\x01\x82\x83");
+    std::uint16_t value = 7;
+    EXPECT_EQ(avi_read_u16le(value, file.stream()), kAviOk);
+    EXPECT_EQ(value, 0x8201);
+    EXPECT_EQ(avi_read_u16le(value, file.stream()), kAviOk);
+    EXPECT_EQ(value, 0x0083);
+    EXPECT_EQ(file.position(), 3);
+}
+
+TEST(ReadU16, FailsAtTheEndAndLeavesTheDestinationAlone) {
+    HalfOpen file("");
+    std::uint16_t value = 0x1234;
+    EXPECT_EQ(avi_read_u16le(value, file.stream()), kAviFailed);
+    EXPECT_EQ(value, 0x1234);
+}
+
+TEST(ReadU32, IsCompletedWithZerosWhenTheFileHoldsFewerBytes) {
+    const Bytes content = "\x81\x82\x83\x84";
+    const std::uint32_t expected[] = {0x81, 0x8281, 0x838281, 0x84838281};
+    for (std::size_t held = 1; held <= 4; ++held) {
+        HalfOpen file(content.substr(0, held));
+        std::uint32_t value = 0xEEEEEEEE;
+        EXPECT_EQ(avi_read_u32le(value, file.stream()), kAviOk) << held;
+        EXPECT_EQ(value, expected[held - 1]) << held;
+        EXPECT_EQ(file.position(), static_cast<std::int64_t>(held));
+
+        file.move_to(0);
+        FourCC fourcc{0xEEEEEEEE};
+        EXPECT_EQ(avi_read_fourcc(fourcc, file.stream()), kAviOk) << held;
+        EXPECT_EQ(fourcc.value, expected[held - 1]) << held;
+    }
+}
+
+TEST(ReadU32, FailsAtTheEndAndLeavesTheDestinationAlone) {
+    HalfOpen file("abcd");
+    for (const std::int64_t position : {4, 5, 1000}) {
+        file.move_to(position);
+        std::uint32_t value = 0x12345678;
+        EXPECT_EQ(avi_read_u32le(value, file.stream()), kAviFailed);
+        EXPECT_EQ(value, 0x12345678U);
+        FourCC fourcc{0x12345678};
+        EXPECT_EQ(avi_read_fourcc(fourcc, file.stream()), kAviFailed);
+        EXPECT_EQ(fourcc.value, 0x12345678U);
+        EXPECT_EQ(file.position(), position);
+    }
+}
+
+TEST(ReadU32, TellsAReadErrorFromTheEnd) {
+    AviStream folder = avi_file_open("/");
+    ASSERT_NE(folder.file, nullptr);
+    std::uint32_t value = 0x12345678;
+    EXPECT_EQ(avi_read_u32le(value, folder), kAviUnreadable);
+    EXPECT_EQ(value, 0x12345678U);
+    avi_file_close(folder);
+}
+
+// ---- layouts
+
+TEST(ReadFields, TakesEachFieldByTheWidthOfItsType) {
+    HalfOpen file("\x01" + u16(0x2345) + u32(0x6789ABCD) + "RIFF" + u16(11) + u16(12) + "!");
+    std::uint8_t byte = 0;
+    std::uint16_t half = 0;
+    std::uint32_t word = 0;
+    FourCC fourcc{};
+    std::uint16_t pair[2] = {};
+    EXPECT_EQ(avi_read_fields(file.stream(), byte, half, word, fourcc, pair), kAviOk);
+    EXPECT_EQ(byte, 1);
+    EXPECT_EQ(half, 0x2345);
+    EXPECT_EQ(word, 0x6789ABCDU);
+    EXPECT_EQ(fourcc.value, avi_fourcc_from_string("RIFF").value);
+    EXPECT_THAT(pair, testing::ElementsAre(11, 12));
+    EXPECT_EQ(avi_file_left(file.stream()), 1);
+}
+
+TEST(ReadFields, FailsWhenAnyFieldDoes) {
+    for (const char *content : {"", "abcd", "abcdefgh"}) {
+        HalfOpen file(content);
+        std::uint32_t first, second, third;
+        EXPECT_EQ(avi_read_fields(file.stream(), first, second, third), kAviFailed) << content;
+    }
+    HalfOpen file("abcdefghi");
+    std::uint32_t first, second, third;
+    EXPECT_EQ(avi_read_fields(file.stream(), first, second, third), kAviOk);
+    EXPECT_EQ(third, static_cast<std::uint32_t>('i'));
+}
+
+TEST(ReadFields, FailsWhenAnElementOfAnArrayDoes) {
+    HalfOpen file(u16(1) + u16(2));
+    std::uint16_t values[3] = {7, 7, 7};
+    EXPECT_EQ(avi_read_fields(file.stream(), values), kAviFailed);
+    EXPECT_THAT(values, testing::ElementsAre(1, 2, 7));
+}
+
+// ---- runs of bytes
+
+TEST(ReadBytes, ReadsAllOrFailsAtTheEnd) {
+    HalfOpen file("0123456789");
+    unsigned char bytes[12] = {};
+    EXPECT_EQ(avi_read_bytes(bytes, 10, file.stream()), kAviOk);
+    EXPECT_EQ(bytes_at(bytes, 10), "0123456789");
+
+    std::memset(bytes, '-', sizeof bytes);
+    file.move_to(0);
+    EXPECT_EQ(avi_read_bytes(bytes, 11, file.stream()), kAviFailed);
+    EXPECT_EQ(bytes_at(bytes, 12), "0123456789--");
+    EXPECT_EQ(file.position(), 10);
+}
+
+TEST(ReadBytes, OfNoneDoesNothingEvenAtTheEnd) {
+    HalfOpen file("ab");
+    file.move_to(2);
+    unsigned char byte = '-';
+    EXPECT_EQ(avi_read_bytes(&byte, 0, file.stream()), kAviOk);
+    EXPECT_EQ(byte, '-');
+}
+
+TEST(SkipBytes, EndsWhereReadingThemWould) {
+    struct {
+        std::int64_t from;
+        std::uint32_t count;
+    } const runs[] = {{0, 0}, {0, 9}, {0, 10}, {0, 11}, {10, 0}, {10, 1}, {12, 1}, {3, 0xFFFFFFFF}};
+    for (const auto &run : runs) {
+        HalfOpen read("0123456789"), skip("0123456789");
+        read.move_to(run.from);
+        skip.move_to(run.from);
+        AviStatus read_status = kAviOk;
+        std::uint8_t byte;
+        for (std::uint32_t i = 0; i < run.count && read_status == kAviOk; ++i) {
+            read_status = avi_read_u8(byte, read.stream());
+        }
+        EXPECT_EQ(avi_skip_bytes(run.count, skip.stream()), read_status)
+            << run.from << '+' << run.count;
+        EXPECT_EQ(skip.position(), read.position()) << run.from << '+' << run.count;
+    }
+}
+
+}  // namespace
