@@ -111,11 +111,11 @@ class Survivors(unittest.TestCase):
 
 
 class Links(unittest.TestCase):
-    def test_take_the_changed_objects_in_place_of_the_library(self):
+    def test_take_the_changed_objects_before_all_others(self):
         program = mutate.Program(["c++", "-O0", "a_test.o", "-o", "bin/a_test", "x/liblib.a", "-lm"],
                                  ["lib/a.cpp"], ["x/lib.dir/a.cpp.o", "x/liblib.a"])
         self.assertEqual(program.linked_from({"lib/a.cpp": "changed.o"}, "out", {"-lm": "-lc"}),
-                         ["c++", "-O0", "a_test.o", "-o", "out", "changed.o", "-lc"])
+                         ["c++", "changed.o", "-O0", "a_test.o", "-o", "out", "-lc"])
 
 
 if __name__ == "__main__":
