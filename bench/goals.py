@@ -20,7 +20,7 @@ class Goal:
         return (self.why or "no reason is known") if figure > self.most else None
 
 
-# Group, file prefix, rival: our time as a share of the rival's. The longest prefix that fits counts.
+# Group, file prefix, rival: our time as a share of the rival's.
 RATIOS = {
     ("open", "film-1MB", "libavformat"): Goal(0.06),
     ("open", "film-200MB", "libavformat"): Goal(0.01),
@@ -39,9 +39,8 @@ RATIOS = {
 
 
 def of_ratio(group, file, rival):
-    fitting = [(len(prefix), goal) for (of_group, prefix, of_rival), goal in RATIOS.items()
-               if (of_group, of_rival) == (group, rival) and file.startswith(prefix)]
-    return max(fitting, key=lambda pair: pair[0])[1] if fitting else None
+    return next((goal for (of_group, prefix, of_rival), goal in RATIOS.items()
+                 if (of_group, of_rival) == (group, rival) and file.startswith(prefix)), None)
 
 
 def x86(*names):

@@ -80,9 +80,11 @@ class Goals(unittest.TestCase):
         self.assertNotIn("no", goal.verdict(2))
         self.assertIn("no", goal.verdict(3))
 
-    def test_the_longest_prefix_of_a_file_has_the_goal(self):
+    def test_a_ratio_has_the_goal_of_its_group_file_and_rival(self):
         self.assertEqual(goals.of_ratio("pass", "film-1MB", "pread"),
                          goals.RATIOS["pass", "film-1MB", "pread"])
+        self.assertEqual(goals.of_ratio("open", "film-1200MB", "walker_stream"),
+                         goals.RATIOS["open", "film", "walker_stream"])
         self.assertIsNone(goals.of_ratio("pass", "film-1MB", "fseek_fread"))
         self.assertIsNone(goals.of_ratio("streams", "film-1MB", "pread"))
 
