@@ -110,7 +110,7 @@ int main(int argc, char **argv) {
     mpv_set_option_string(mpv, "osc", "yes");
     for (; i < argc && strncmp(argv[i], "--", 2) == 0; ++i) {
         if (strcmp(argv[i], "--direct") == 0) {
-            protocol = "file://";
+            protocol = ""; /* a plain path */
         } else if (set_option(mpv, argv[i]) < 0) {
             return 2;
         }

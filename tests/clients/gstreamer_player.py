@@ -47,6 +47,7 @@ class Player:
         demuxer = self.add("avidemux")
         self.source.link(demuxer)
         demuxer.connect("pad-added", self.on_pad)
+        demuxer.connect("no-more-pads", lambda _: GLib.idle_add(self.begin))
         bus = self.pipeline.get_bus()
         bus.add_signal_watch()
         bus.connect("message", self.on_message)
@@ -62,6 +63,7 @@ class Player:
         tally = self.tallies[pad.get_name()] = Tally()
         pad.add_probe(Gst.PadProbeType.BUFFER | Gst.PadProbeType.EVENT_FLUSH, self.on_data, tally)
         queue, sink = self.add("queue"), self.add("fakesink")
+        sink.set_property("async", False)  # pads come one by one: the pipeline waits for none
         pad.link(queue.get_static_pad("sink"))
         queue.link(sink)
         queue.sync_state_with_parent()
@@ -83,17 +85,16 @@ class Player:
             print(f"{error.message} [{detail}]", file=sys.stderr)
             self.status = 1
             self.loop.quit()
-        elif message.type == Gst.MessageType.ASYNC_DONE and self.start is not None:
-            self.seek()
 
-    def seek(self):
+    def begin(self):
         flags = Gst.SeekFlags.FLUSH | Gst.SeekFlags.ACCURATE
-        position, self.start = round(self.start * Gst.SECOND), None
+        position = round(self.start * Gst.SECOND)
         if position > 0 and not self.pipeline.seek_simple(Gst.Format.TIME, flags, position):
             print("the seek was refused", file=sys.stderr)
             self.status = 1
             self.loop.quit()
         self.pipeline.set_state(Gst.State.PLAYING)
+        return GLib.SOURCE_REMOVE
 
     def run(self):
         GLib.unix_signal_add(GLib.PRIORITY_HIGH, signal.SIGINT, self.loop.quit)

@@ -61,7 +61,9 @@ int64_t drm_svc_sorn_read_file(SvcFileHandle *handle, void *buffer, uint32_t siz
         return DRM_SVC_SORN_OK;
     }
     if (fault("short") && is_payload(size)) --size;
+    const bool far = REAL(drm_svc_sorn_tell_file)(handle) < 0;
     const int64_t code = read(handle, buffer, size, count);
+    if (fault("far bytes") && far && is_payload(size)) bytes[size - 1] ^= 1;
     if (fault("bytes") && is_payload(size)) bytes[size - 1] ^= 1;
     return fault("read") ? -1 : code;
 }

@@ -726,6 +726,11 @@ class Far(ToolTest):
         self.assertEqual(recognised(result), (1, 1))
         self.assertIn("(none can be past 2 GiB)", result.out)
 
+    def test_wrong_bytes_past_two_gigabytes_are_found(self):
+        result = run("play", "--verify", "--plugin", FAULTY, self.sparse(0x80000000),
+                     env={"FAULT": "far bytes", "REAL_PLUGIN": str(PLUGIN)})
+        self.assert_fails(result, DISAGREED, "5 disagreements, the first: read at 21474")
+
     def test_past_four_gigabytes(self):
         result = run("play", "--verify", self.sparse(0xFFFFFFF0))
         self.assert_agrees(result)
