@@ -28,10 +28,10 @@ std::int64_t walk_end(const Chunk &list) {
 
 // Whether the file has that id there, or ends inside it.
 bool has_id(const InputFile &file, const char *id, std::int64_t pos) {
-    unsigned char bytes[4];
-    std::memcpy(bytes, id, sizeof bytes);
-    return pos >= 0 && file.read(bytes, sizeof bytes, pos) > 0 &&
-           avi_fourcc_equal({avi_get_u32le(bytes)}, avi_fourcc_from_string(id));
+    unsigned char bytes[4]{};
+    const std::size_t got = pos < 0 ? 0 : file.read(bytes, sizeof bytes, pos);
+    if (got < sizeof bytes) return got > 0 && std::memcmp(bytes, id, got) == 0;
+    return avi_fourcc_equal({avi_get_u32le(bytes)}, avi_fourcc_from_string(id));
 }
 
 // Where the chunk of that id begins whose bytes the reader keeps from `kept` on: a header that the
