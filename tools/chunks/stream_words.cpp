@@ -1,6 +1,10 @@
 #include "chunks/stream_words.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
 
 #include "terminal/text.h"
 
@@ -11,38 +15,68 @@ std::string frame_rate_text(std::uint32_t rate, std::uint32_t scale) {
     return short_number(static_cast<double>(rate) / scale) + " fps";
 }
 
-std::string video_text(const VideoTrack &row) {
-    return fmt::format("{} {}x{}, {}", text_of({row.compression, 4}), row.width, row.height,
+// The record has no depth: it is read where the format lies, behind the stream's header.
+std::uint16_t depth_of(const AviReaderState &reader, const AviStreamRecord &stream) {
+    constexpr std::int64_t kDepth = kChunkHeaderSize + 14;  // in "strf"
+    const std::int64_t header = stream.list_pos + kListHeaderSize;
+    const int file = fileno(reader.stream.file);
+    unsigned char bytes[4]{};
+    if (pread(file, bytes, 4, header + 4) != 4) return 0;
+    const std::int64_t format = header + kChunkHeaderSize + avi_get_u32le(bytes);
+    return pread(file, bytes, 2, format + kDepth) == 2 ? avi_get_u16le(bytes) : std::uint16_t{0};
+}
+
+// What stands for a compression and is none.
+bool is_uncompressed(const VideoTrack &row) {
+    const std::string_view code(row.compression, 4);
+    return code == std::string_view("\0\0\0\0", 4) || code == "DIB " || code == "RGB ";
+}
+
+// Uncompressed pictures lie bottom-up, or top-down when their height is negative.
+std::string picture_text(const AviReaderState &reader, const AviStreamRecord &stream,
+                         const VideoTrack &row) {
+    const auto height = static_cast<std::int32_t>(row.height);
+    const std::uint32_t lines = height < 0 ? 0 - row.height : row.height;
+    if (!is_uncompressed(row)) {
+        return fmt::format("{} {}x{}", text_of({row.compression, 4}), row.width, lines);
+    }
+    return fmt::format("uncompressed {}-bit {}x{} {}", depth_of(reader, stream), row.width, lines,
+                       height < 0 ? "top-down" : "bottom-up");
+}
+
+std::string video_text(const AviReaderState &reader, const AviStreamRecord &stream,
+                       const VideoTrack &row) {
+    return fmt::format("{}, {}", picture_text(reader, stream, row),
                        frame_rate_text(row.rate, row.scale));
 }
 
+struct Codec {
+    std::uint16_t tag;
+    const char *name;
+};
+constexpr auto kCodecs = std::to_array<Codec>({
+    {0x0001, "PCM"},          {0x0002, "MS ADPCM"},
+    {0x0003, "float PCM"},    {0x0006, "A-law"},
+    {0x0007, "mu-law"},       {0x0011, "IMA ADPCM"},
+    {0x0031, "GSM 6.10"},     {0x0040, "G.721 ADPCM"},
+    {0x0045, "G.726 ADPCM"},  {0x0050, "MP2"},
+    {0x0055, "MP3"},          {0x0061, "DK4 ADPCM"},
+    {0x0062, "DK3 ADPCM"},    {0x0092, "AC-3 over S/PDIF"},
+    {0x00ff, "AAC"},          {0x0160, "WMA 1"},
+    {0x0161, "WMA 2"},        {0x0162, "WMA Pro"},
+    {0x0163, "WMA Lossless"}, {0x0401, "IMC"},
+    {0x1600, "AAC (ADTS)"},   {0x1602, "AAC (LATM)"},
+    {0x2000, "AC-3"},         {0x2001, "DTS"},
+    {0x566f, "Vorbis"},       {0x674f, "Vorbis"},
+    {0x6751, "Vorbis"},       {0x706d, "AAC"},
+    {0xf1ac, "FLAC"},         {0xfffe, "extensible"},
+});
+
 std::string audio_codec(std::uint16_t tag) {
-    switch (tag) {
-    case 0x0001:
-        return "PCM";
-    case 0x0002:
-        return "ADPCM";
-    case 0x0003:
-        return "float PCM";
-    case 0x0006:
-        return "A-law";
-    case 0x0007:
-        return "mu-law";
-    case 0x0050:
-        return "MP2";
-    case 0x0055:
-        return "MP3";
-    case 0x00ff:
-        return "AAC";
-    case 0x2000:
-        return "AC-3";
-    case 0x2001:
-        return "DTS";
-    case 0xfffe:
-        return "extensible";
-    default:
-        return fmt::format("format 0x{:04x}", tag);
+    for (const Codec &codec : kCodecs) {
+        if (codec.tag == tag) return codec.name;
     }
+    return fmt::format("format 0x{:04x}", tag);
 }
 
 std::string audio_text(const AviWaveFormat &format) {
@@ -63,7 +97,7 @@ std::string values_text(const TextTrack &row) {
 template <typename Row>
 std::string shown_name(const Row &row) {
     const std::string_view name = name_of(row);
-    return text_of(name.substr(0, name.find_last_not_of('\0') + 1));
+    return readable(name.substr(0, name.find_last_not_of('\0') + 1));
 }
 
 }  // namespace
@@ -90,11 +124,11 @@ std::string format_text(const AviReaderState &reader, const AviStreamRecord &str
     case ChunkKind::audio:
         return audio_text(reader.audio.rows[stream.track].format);
     case ChunkKind::compressed_video:
-        return video_text(reader.video.rows[stream.track]);
+        return video_text(reader, stream, reader.video.rows[stream.track]);
     case ChunkKind::text_subtitle:
         return values_text(reader.text_subtitle.rows[stream.track]);
     case ChunkKind::bitmap_subtitle:
-        return video_text(reader.bitmap_subtitle.rows[stream.track]);
+        return video_text(reader, stream, reader.bitmap_subtitle.rows[stream.track]);
     case ChunkKind::chapter:
         return values_text(reader.chapter.rows[stream.track]);
     default:
@@ -113,4 +147,9 @@ std::string name_text(const AviReaderState &reader, const AviStreamRecord &strea
     default:
         return {};
     }
+}
+
+double seconds_of(const AviStreamHeader &header) {
+    if (header.rate == 0) return 0;
+    return static_cast<double>(header.length) * header.scale / header.rate;
 }

@@ -23,4 +23,7 @@ std::string_view name_of(const Row &row) {
     return {reinterpret_cast<const char *>(row.name), static_cast<std::size_t>(row.name_length)};
 }
 
+// How long a stream plays by its header; 0 where that cannot be told.
+[[nodiscard]] double seconds_of(const AviStreamHeader &header);
+
 #endif

@@ -1,5 +1,7 @@
 // sorn-tool info: what the reader knows of each file, for people or as JSON Lines.
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <optional>
 #include <vector>
 
@@ -54,15 +56,16 @@ void print_main_header(const AviReaderState &reader) {
     if (reader.total_frames_ext != 0) {
         frames += fmt::format(" ({} over all forms)", with_commas(reader.total_frames_ext));
     }
-    line("Main header", "{}x{}, {}, {}, {}", header.width, header.height, rate, frames,
-         count_of(header.streams, "stream"));
+    line("Main header", "{}x{}, {}, {}, {}", header.width,
+         std::abs(static_cast<std::int64_t>(static_cast<std::int32_t>(header.height))), rate,
+         frames, count_of(header.streams, "stream"));
     line("", "flags 0x{:x}, at most {} bytes/s, buffer of {}", header.flags,
          with_commas(header.max_bytes_per_second), count_of(header.suggested_buffer_size, "byte"));
 }
 
 void print_stream_data(const VideoTrack &row) {
     if (row.has_stream_data == 0) return;
-    line("", "stream data: {} at {}, word 0x{:08x}", count_of(row.stream_data_size, "byte"),
+    line("", "stream data: {} at 0x{:x}, word 0x{:08x}", count_of(row.stream_data_size, "byte"),
          row.stream_data_pos, row.stream_data_word);
 }
 
@@ -84,39 +87,63 @@ void print_super_indexes(const AviReaderState &reader) {
     for (std::size_t i = 0; i < kAviSuperIndexes; ++i) {
         if (reader.super_index_pos[i] == 0) continue;
         const SuperIndexInfo &info = reader.super_index[i];
-        line("Super index", "stream {} at {}: {} in use for {}, type {}/{}, {} per entry", i,
+        line("Super index", "stream {} at 0x{:x}: {} in use for {}, type {}/{}, {} per entry", i,
              reader.super_index_pos[i], info.entries_in_use, text_of(info.chunk_id),
              info.index_type, info.index_subtype, count_of(info.longs_per_entry, "long"));
     }
 }
 
-void print_list(const char *label, std::int64_t pos, const AviBlob &blob, const char *id) {
+// The record has the position of what follows the header.
+void print_list(const char *label, std::int64_t pos, std::int64_t header, const AviBlob &blob,
+                const char *id) {
     if (pos == 0) return;
     if (blob.present == 0) {
-        line(label, "at {}, without a {} chunk", pos, id);
+        line(label, "at 0x{:x}, without a {} chunk", pos - header, id);
     } else {
-        line(label, "at {}, {} chunk of {}", pos, id, count_of(blob.size, "byte"));
+        line(label, "at 0x{:x}, {} chunk of {}", pos - header, id, count_of(blob.size, "byte"));
     }
 }
 
 void print_positions(const AviReaderState &reader) {
-    line("Media", "first chunk at {}", with_commas(unsigned_of(reader.movi_pos)));
+    line("Media", "first chunk at 0x{:x}", reader.movi_pos);
     if (reader.index_pos == 0) {
         line("Index", "none in the first form");
     } else {
-        line("Index", "at {}", with_commas(unsigned_of(reader.index_pos)));
+        line("Index", "at 0x{:x}", reader.index_pos);
     }
+}
+
+// By the longest stream's header: the media are not read.
+void print_duration(const AviReaderState &reader) {
+    double seconds = 0;
+    for (std::int32_t i = 0; i < reader.stream_count; ++i) {
+        seconds = std::max(seconds, seconds_of(reader.streams[i].header));
+    }
+    if (seconds == 0) {
+        line("Duration", "not told by the headers");
+        return;
+    }
+    line("Duration", "{}, {} kbit/s", time_text(seconds),
+         short_number(static_cast<double>(reader.stream.size) / seconds / 125));
+}
+
+// The reader counts the forms in menus, too.
+std::string forms_text(const AviReaderState &reader) {
+    const bool menus = reader.menu_list_present != 0 || reader.form_menu_pos != 0;
+    return count_of(reader.form_count, "form") + (menus ? ", those in menus included" : "");
 }
 
 void print_record(const std::string &path, const AviReaderState &reader) {
     fmt::print("{}: {}, {}\n", path_text(path), count_of(unsigned_of(reader.stream.size), "byte"),
-               count_of(reader.form_count, "form"));
+               forms_text(reader));
+    print_duration(reader);
     print_main_header(reader);
     for (std::int32_t i = 0; i < reader.stream_count; ++i) print_stream(reader, i);
     print_super_indexes(reader);
-    print_list("Data list", reader.data_list_pos, reader.data_blob, "MTDA");
-    print_list("Menu list", reader.menu_list_pos, reader.menu_blob, "MENU");
-    print_list("Menu form", reader.form_menu_pos, reader.form_menu_blob, "MENU");
+    print_list("Data list", reader.data_list_pos, kListHeaderSize, reader.data_blob, "MTDA");
+    print_list("Menu list", reader.menu_list_pos, kListHeaderSize, reader.menu_blob, "MENU");
+    print_list("Menu form", reader.form_menu_pos, 2 * kListHeaderSize, reader.form_menu_blob,
+               "MENU");
     print_positions(reader);
 }
 

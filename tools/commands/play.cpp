@@ -96,7 +96,7 @@ void print_summary(const std::string &path, const Request &request, const InputF
                    const AviReaderState *reader, const Playback &playback, double seconds) {
     fmt::print("{}: {}, {}\n\n", path_text(path),
                size_text(static_cast<std::uint64_t>(file.size())),
-               count_of(playback.forms, "form"));
+               count_of(playback.forms, "top-level form"));
     print_table(stream_rows(reader, playback));
     fmt::print("\n");
     fmt::print("Recognised  {}, {}{}\n", count_of(playback.audio_reads, "audio read"),

@@ -153,7 +153,8 @@ private:
     std::string mark_of(const Chunk &chunk, Parents parents) {
         if (chunk.pos == refused_at_) return paint_(Tone::bad, "[refused here]");
         const std::string kept = kept_.of(chunk, parents);
-        return kept.empty() ? "" : paint_(Tone::kept, "[kept: " + kept + "]");
+        if (!kept.empty()) return paint_(Tone::kept, "[kept: " + kept + "]");
+        return kept_.passed_over(chunk, parents) ? paint_(Tone::bad, "[not visited]") : "";
     }
 
     static std::size_t depth_of(Parents parents) { return parents.size(); }
@@ -241,7 +242,8 @@ public:
                {"declared", nullptr},
                {"held", size},
                {"what", "lost bytes"},
-               {"kept", nullptr}});
+               {"kept", nullptr},
+               {"not_visited", false}});
     }
 
 private:
@@ -254,7 +256,8 @@ private:
                {"declared", chunk.declared},
                {"held", chunk.held},
                {"what", chunk_words(chunk, parents)},
-               {"kept", kept.empty() ? Json() : Json(kept)}});
+               {"kept", kept.empty() ? Json() : Json(kept)},
+               {"not_visited", kept.empty() && kept_.passed_over(chunk, parents)}});
     }
 
     static void print(const Json &line) { fmt::print("{}\n", line.dump()); }

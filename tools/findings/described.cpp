@@ -39,14 +39,22 @@ void Described::enter(const Chunk &list, Parents parents) {
     if (stream && streams_.size() < kMostStreams) streams_.push_back({list, {}, {}});
 }
 
+// The first that holds the fields; what the file does not hold is not judged.
+void Described::read(std::optional<Fields> &fields, const Chunk &chunk, std::size_t size) {
+    if (!fields && chunk.held >= static_cast<std::int64_t>(size)) fields.emplace(file_, chunk);
+}
+
 void Described::visit(const Chunk &chunk, Parents parents) {
     if (media_ || !in_header_list(parents)) return;
-    if (!main_header_ && is_chunk(chunk, "avih")) main_header_.emplace(file_, chunk);
-    if (!extended_header_ && is_chunk(chunk, "dmlh")) extended_header_.emplace(file_, chunk);
+    if (!main_chunk_ && is_chunk(chunk, "avih")) {
+        main_chunk_ = chunk;
+        read(main_header_, chunk, avih::kHeight + 4);
+    }
+    if (is_chunk(chunk, "dmlh")) read(extended_header_, chunk, 4);
     if (streams_.empty() || !in_stream_list(parents)) return;
     DescribedStream &stream = streams_.back();
-    if (!stream.header && is_chunk(chunk, "strh")) stream.header.emplace(file_, chunk);
-    if (!stream.format && is_chunk(chunk, "strf")) stream.format.emplace(file_, chunk);
+    if (is_chunk(chunk, "strh")) read(stream.header, chunk, strh::kSampleSize + 4);
+    if (is_chunk(chunk, "strf")) read(stream.format, chunk, strf::kExtra);
 }
 
 const DescribedStream *Described::stream(int number) const {

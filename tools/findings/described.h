@@ -75,6 +75,8 @@ public:
     void lost(std::int64_t, std::int64_t, Parents) override {}
 
     [[nodiscard]] const std::optional<Fields> &main_header() const { return main_header_; }
+    // The chunk of it, also of one that is too short for its fields.
+    [[nodiscard]] const std::optional<Chunk> &main_chunk() const { return main_chunk_; }
     [[nodiscard]] const std::optional<Fields> &extended_header() const { return extended_header_; }
     [[nodiscard]] const std::vector<DescribedStream> &streams() const { return streams_; }
     // The stream of that number, or null.
@@ -85,9 +87,12 @@ public:
     [[nodiscard]] const Chunk *media() const { return media_ ? &*media_ : nullptr; }
 
 private:
+    void read(std::optional<Fields> &fields, const Chunk &chunk, std::size_t size);
+
     static constexpr std::size_t kMostStreams = 100;  // as many as ids can name
 
     const InputFile &file_;
+    std::optional<Chunk> main_chunk_;
     std::optional<Fields> main_header_;
     std::optional<Fields> extended_header_;
     std::vector<DescribedStream> streams_;

@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 
+#include "findings/sentences.h"
 #include "terminal/text.h"
 
 namespace {
@@ -18,22 +19,20 @@ bool differ(double a, double b, double tolerance) {
 }
 
 void check_main_header(const Described &described, Findings &findings) {
+    const auto &chunk = described.main_chunk();
+    if (chunk && chunk->declared < kMainHeaderSize) {
+        findings.add("short_main_header", chunk->pos,
+                     fmt::format("{} declares {}: the reader reads {}, the last of them from what "
+                                 "follows",
+                                 at(*chunk), count_of(chunk->declared, "byte"), kMainHeaderSize));
+    }
     const auto &header = described.main_header();
-    if (!header) return;
     const std::size_t streams = described.streams().size();
-    if (header->u32(avih::kStreams) != streams) {
-        findings.add("stream_count_differs", header->at(avih::kStreams),
-                     fmt::format("the main header counts {} at 0x{:x}, the file has {}",
-                                 count_of(header->u32(avih::kStreams), "stream"),
-                                 header->at(avih::kStreams), streams));
-    }
-    if (header->size() < kMainHeaderSize) {
-        findings.add(
-            "short_main_header", header->at(0) - 8,
-            fmt::format("the 'avih' chunk at 0x{:x} declares {}: the reader reads {}, the "
-                        "last of them from what follows",
-                        header->at(0) - 8, count_of(header->size(), "byte"), kMainHeaderSize));
-    }
+    if (!header || header->u32(avih::kStreams) == streams) return;
+    findings.add("stream_count_differs", header->at(avih::kStreams),
+                 fmt::format("the main header counts {} at 0x{:x}, the file has {}",
+                             count_of(header->u32(avih::kStreams), "stream"),
+                             header->at(avih::kStreams), streams));
 }
 
 void check_picture(const Described &described, const DescribedStream &stream, std::size_t number,

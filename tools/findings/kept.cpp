@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <array>
+
 #include "chunks/stream_words.h"
 #include "terminal/text.h"
 
@@ -12,6 +15,18 @@ constexpr std::int64_t kStreamDataHeader = 16;  // with its two values
 
 bool is_in(std::int64_t pos, const Chunk &list) {
     return pos > list.pos && pos < list.end();
+}
+
+// What the reader takes where it finds it.
+bool means_something(const Chunk &chunk) {
+    constexpr std::array<const char *, 4> kLists{"hdrl", "strl", "QRDT", "QMNU"};
+    constexpr std::array<const char *, 9> kChunks{"avih", "strh", "strd", "strn", "indx",
+                                                  "idx1", "1idx", "MTDA", "MENU"};
+    const auto is_one = [&chunk](const char *name) {
+        return chunk.type.value != 0 ? is_list(chunk, name) : is_chunk(chunk, name);
+    };
+    return chunk.type.value != 0 ? std::any_of(kLists.begin(), kLists.end(), is_one)
+                                 : std::any_of(kChunks.begin(), kChunks.end(), is_one);
 }
 
 }  // namespace
@@ -91,4 +106,19 @@ std::string Kept::of(const Chunk &chunk, Parents parents) {
     if (reader_ == nullptr) return {};
     const auto found = marks_.find(chunk.pos);
     return found == marks_.end() ? of_header_list(chunk, parents) : found->second;
+}
+
+bool Kept::passed_over(const Chunk &chunk, Parents parents) const {
+    if (reader_ == nullptr || !means_something(chunk)) return false;
+    if (marks_.contains(chunk.pos)) return false;
+    if (is_list(chunk, "hdrl")) return !was_read(chunk);
+    // The second list of a menu form is its first chunk.
+    if (is_list(chunk, "QMNU") && parents.size() == 1 && parents[0].pos != 0) {
+        return chunk.pos + 2 * kListHeaderSize < reader_->form_menu_pos ||
+               reader_->form_menu_pos == 0;
+    }
+    if (!is_chunk(chunk, "strn") || parents.empty()) return true;
+    // Of a text stream's name its kind is left.
+    const std::int32_t number = stream_of_list(*reader_, parents.back().pos);
+    return number < 0 || reader_->streams[number].kind == ChunkKind::unknown;
 }

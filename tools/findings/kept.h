@@ -18,6 +18,10 @@ public:
     // asked for each chunk in file order.
     std::string of(const Chunk &chunk, Parents parents);
 
+    // Whether the chunk is one that the reader takes elsewhere, and nothing of this one is kept. To
+    // be asked after `of`, and for a file that opens.
+    [[nodiscard]] bool passed_over(const Chunk &chunk, Parents parents) const;
+
 private:
     [[nodiscard]] bool was_read(const Chunk &header_list) const;
     std::string of_header_list(const Chunk &chunk, Parents parents);

@@ -25,13 +25,19 @@ std::int64_t walk_end(const Chunk &list) {
     return list.pos + list.declared;
 }
 
+// Whether the file has that id there, or ends inside it.
+bool has_id(const InputFile &file, const char *id, std::int64_t pos) {
+    unsigned char bytes[4]{};
+    const std::size_t got = pos < 0 ? 0 : file.read(bytes, sizeof bytes, pos);
+    for (std::size_t i = got; i < sizeof bytes; ++i) bytes[i] = static_cast<unsigned char>(id[i]);
+    return got > 0 && avi_fourcc_equal({avi_get_u32le(bytes)}, avi_fourcc_from_string(id));
+}
+
 // Where the chunk of that id begins whose bytes the reader keeps from `kept` on: a header that the
-// file cuts short is shorter than others.
+// file cuts short is shorter than others, and so is the way back over it.
 std::int64_t start_of(const InputFile &file, const char *id, std::int64_t kept) {
-    for (std::int64_t pos = kept; pos >= 0 && pos >= kept - kChunkHeaderSize; --pos) {
-        unsigned char bytes[4]{};
-        file.read(bytes, sizeof bytes, pos);
-        if (avi_fourcc_equal({avi_get_u32le(bytes)}, avi_fourcc_from_string(id))) return pos;
+    for (std::int64_t pos = kept - kChunkHeaderSize; pos < kept + kChunkHeaderSize; ++pos) {
+        if (has_id(file, id, pos)) return pos;
     }
     return std::min(kept, file.size());
 }
@@ -151,10 +157,11 @@ void ReaderChecks::visit(const Chunk &chunk, Parents parents) {
     if (stream_ >= 0) check_stream_chunk(chunk);
 }
 
-void ReaderChecks::check_blob(const char *id, const AviBlob &blob, std::int64_t header) {
-    const std::int64_t missing = blob.pos + blob.size + header - file_.size();
-    if (blob.pos == 0 || missing <= 0) return;
+void ReaderChecks::check_blob(const char *id, const AviBlob &blob) {
+    if (blob.pos == 0) return;
     const std::int64_t pos = start_of(file_, id, blob.pos);
+    const std::int64_t missing = pos + kChunkHeaderSize + blob.size - file_.size();
+    if (missing <= 0) return;
     findings_.add(
         "extension_cut_short", pos,
         fmt::format("the file ends {} before the '{}' chunk at 0x{:x} does: they are kept "
@@ -175,8 +182,8 @@ void ReaderChecks::check_streams() {
 }
 
 void ReaderChecks::finish() {
-    check_blob("MTDA", reader_.data_blob, 0);
-    check_blob("MENU", reader_.menu_blob, 8);
-    check_blob("MENU", reader_.form_menu_blob, 8);
+    check_blob("MTDA", reader_.data_blob);
+    check_blob("MENU", reader_.menu_blob);
+    check_blob("MENU", reader_.form_menu_blob);
     check_streams();
 }

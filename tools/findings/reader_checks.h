@@ -25,7 +25,7 @@ private:
     void check_stream_chunk(const Chunk &chunk);
     void check_stream_name(const Chunk &chunk, std::int32_t length, bool kept);
     void check_extension_chunk(const Chunk &chunk, Parents parents);
-    void check_blob(const char *id, const AviBlob &blob, std::int64_t header);
+    void check_blob(const char *id, const AviBlob &blob);
     void check_streams();
     [[nodiscard]] bool is_walked(const Chunk &list, Parents parents) const;
 

@@ -125,15 +125,15 @@ std::int64_t format_pos(const InputFile &file, std::int64_t list) {
 std::string cut_format(const InputFile &file, std::int64_t list, const char *kind) {
     const std::int64_t pos = format_pos(file, list);
     if (pos + kHeader > file.size()) {
-        return stream_list(list, fmt::format("has no {} format: {}", kind, ends(file)));
+        return stream_list(list, fmt::format("is without its format: {}", ends(file)));
     }
-    return stream_list(list, fmt::format("has a {} format at 0x{:x} that the file cuts short: {}",
+    return stream_list(list, fmt::format("has {} format at 0x{:x} that the file cuts short: {}",
                                          kind, pos, ends(file)));
 }
 
 std::string bad_video_format(const InputFile &file, std::int64_t list) {
     const std::int64_t pos = format_pos(file, list);
-    if (pos + kHeader + kVideoFormat > file.size()) return cut_format(file, list, "video");
+    if (pos + kHeader + kVideoFormat > file.size()) return cut_format(file, list, "a video");
     if (!is_at(file, pos, "strf")) {
         return stream_list(list, fmt::format("has '{}' at 0x{:x}, where its video format should be",
                                              text_of(fourcc_at(file, pos)), pos));
@@ -192,10 +192,6 @@ std::string not_avi(const AviRefusal &refusal, const InputFile &file) {
 std::string no_main_header(const AviRefusal &refusal, const InputFile &file) {
     if (refusal.pos + 4 > file.size()) return ends(file) + ", where 'avih' should be";
     return fmt::format("the header list begins with '{}', not 'avih'", text_of(refusal.found));
-}
-
-std::string too_short(const InputFile &file, std::int64_t pos) {
-    return declares(file, pos) + ": the reader takes it for ended";
 }
 
 }  // namespace
@@ -265,6 +261,7 @@ const char *reason_word(AviReason reason) {
 
 std::int64_t refusal_place(const AviRefusal &refusal, const InputFile &file) {
     if (!has_position(refusal.reason)) return -1;
+    if (refusal.reason == AviReason::no_movi && u32_at(file, 4) <= 4) return 0;
     if (refusal.pos <= file.size()) return refusal.pos;
     // A size led the walk behind the end of the file.
     const bool top_level = refusal.reason == AviReason::top_level_cut_short;
@@ -292,8 +289,9 @@ std::string refusal_sentence(const AviRefusal &refusal, const InputFile &file) {
     case AviReason::not_avi:
         return not_avi(refusal, file);
     case AviReason::header_list_too_short:
+        return declares(file, pos) + ": the reader takes it for empty";
     case AviReason::movi_too_short:
-        return too_short(file, pos);
+        return declares(file, pos) + ": the reader takes it for ended";
     case AviReason::no_main_header:
         return no_main_header(refusal, file);
     case AviReason::header_list_cut_short:
@@ -313,11 +311,11 @@ std::string refusal_sentence(const AviRefusal &refusal, const InputFile &file) {
     case AviReason::bad_stream_header:
         return bad_stream_header(file, pos);
     case AviReason::bad_audio_format:
-        return cut_format(file, pos, "audio");
+        return cut_format(file, pos, "an audio");
     case AviReason::bad_video_format:
         return bad_video_format(file, pos);
     case AviReason::bad_text_format:
-        return cut_format(file, pos, "text");
+        return cut_format(file, pos, "a text");
     case AviReason::bad_stream_name:
         return stream_list(pos, "has a name whose length is negative as a 16-bit number");
     case AviReason::stream_list_cut_short:

@@ -45,15 +45,16 @@ public:
         move_to(pos);
         std::uint32_t count = 0;
         const std::int64_t code = plugin_.read(handle_, buffer, size, &count);
-        if (code != DRM_SVC_SORN_OK) disagree(fmt::format("read at {} returned {}", pos, code));
+        if (code != DRM_SVC_SORN_OK) disagree(fmt::format("read at 0x{:x} returned {}", pos, code));
         position_ = pos + count;
         result_.delivered += count;
         if (count != size) {
-            disagree(fmt::format("read at {} delivered {} of {} bytes", pos, count, size));
+            disagree(fmt::format("read at 0x{:x} delivered {} of {} bytes", pos, count, size));
             return false;
         }
         if (options_.verify && !options_.file->holds(buffer, size, pos)) {
-            disagree(fmt::format("read at {} delivered other bytes than the file's {}", pos, size));
+            disagree(
+                fmt::format("read at 0x{:x} delivered other bytes than the file's {}", pos, size));
         }
         return true;
     }
@@ -62,7 +63,7 @@ public:
         const std::int64_t expected = position_ <= kLargestSeek ? position_ : -1;
         const std::int64_t told = plugin_.tell(handle_);
         if (told != expected) {
-            disagree(fmt::format("tell answered {} at position {}", told, position_));
+            disagree(fmt::format("tell answered {} at position 0x{:x}", told, position_));
         }
     }
 

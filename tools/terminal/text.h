@@ -13,6 +13,9 @@
 std::string text_of(std::string_view bytes);
 std::string text_of(FourCC fourcc);
 
+// For people: UTF-8 as it is, but for characters that steer a terminal; other bytes as \xNN.
+std::string readable(std::string_view bytes);
+
 // Lower-case hexadecimal digits, without spaces.
 std::string hex_of(std::span<const unsigned char> bytes);
 

@@ -1,0 +1,249 @@
+"""Tests of what `check` finds: that it is true, that it points at damage, and its forms. Run like
+tool_test.py."""
+
+import json
+import re
+import struct
+import subprocess
+import sys
+import unittest
+
+from tool_test import EMULATOR, NAMES, REFUSED, SAMPLES, SOURCE, TOOL, USAGE, ToolTest, run
+
+sys.path.insert(0, str(SOURCE / "scripts"))
+import damage_films  # noqa: E402
+import score_findings  # noqa: E402
+
+SOUND = [name for name in NAMES if name != "extensions.avi"]  # whose indexes lead nowhere on purpose
+
+
+def checked(files):
+    """The verdict on each file."""
+    answers = []
+    for start in range(0, len(files), 500):
+        result = run("check", "--json", "--no-progress", *files[start : start + 500])
+        assert "sorn-tool:" not in result.err, result.err
+        answers += [json.loads(line) for line in result.out.splitlines()]
+    assert len(answers) == len(files)
+    return answers
+
+
+def number(text):
+    return int(text.replace(",", ""))
+
+
+class Numbers(ToolTest):
+    """Every number in every sentence is held against the file."""
+
+    def hold(self, files):
+        for path, answer in zip(files, checked(files)):
+            data = path.read_bytes()
+            places = [answer["offset"]] + [finding["offset"] for finding in answer["findings"]]
+            sentences = [answer["sentence"]] + [finding["sentence"] for finding in answer["findings"]]
+            for place in places:
+                self.assertTrue(place is None or 0 <= place <= len(data), (path, place))
+            for sentence in set(sentences):
+                with self.subTest(file=path.name, sentence=sentence):
+                    self.hold_sentence(sentence, data)
+
+    def hold_sentence(self, sentence, data):
+        size = len(data)
+        for place in re.findall(r"0x([0-9a-f]+)", sentence):
+            self.assertLessEqual(int(place, 16), size)
+        for end in re.findall(r"file ends at 0x([0-9a-f]+)", sentence):
+            self.assertEqual(int(end, 16), size)
+        declared = r"at 0x([0-9a-f]+) declares ([\d,]+) bytes?\b(?! of stream data)"
+        for place, count in re.findall(declared, sentence):
+            self.assertEqual(struct.unpack_from("<I", data.ljust(size + 8, b"\0"), int(place, 16) + 4),
+                             (number(count),))
+        for place, count in re.findall(r"at 0x([0-9a-f]+) declares ([\d,]+) bytes? of stream data", sentence):
+            self.assertEqual(struct.unpack_from("<I", data, int(place, 16) + 12), (number(count),))
+        for place, after in re.findall(r"at 0x([0-9a-f]+) declares [^:]*: the file ends after ([\d,]+)", sentence):
+            self.assertEqual(int(place, 16) + 8 + number(after), size)
+        for name, place in re.findall(r"(?<!names a )'(\w{4})' chunk at 0x([0-9a-f]+)", sentence):
+            there = data[int(place, 16) : int(place, 16) + 4]
+            self.assertTrue(name.encode().upper().startswith(there.upper()) and there, there)
+        for lost, place in re.findall(r"^([\d,]+) bytes? at 0x([0-9a-f]+), at the end of the file", sentence):
+            self.assertEqual(int(place, 16) + number(lost), size)
+        if "more than the file holds" in sentence:
+            self.fail("says nothing of the two numbers")
+
+    def test_a_file_cut_at_every_byte(self):
+        data = (SAMPLES / "extensions.avi").read_bytes()
+        files = []
+        for length in range(0, len(data) + 1, 7 if EMULATOR else 1):
+            files.append(self.file(data[:length], f"cut-{length}.avi"))
+        self.hold(files)
+
+    def test_the_fuzzers_corpora(self):
+        files = sorted(path for path in (SOURCE / "fuzz").glob("[cr]*/*/*") if path.is_file())
+        self.assertGreater(len(files), 100)
+        self.hold(files[:: 7 if EMULATOR else 1])
+
+    def test_damaged_films(self):
+        film = damage_films.Film(SAMPLES / "mpeg4-mp3.avi")
+        self.hold([self.file(data, f"{name}.avi") for name, _, data, *_ in damage_films.damaged(film)])
+
+
+
+class Damage(ToolTest):
+    """The fixed part of what scripts/damage-films does with films of every muxer."""
+
+    def test_the_damage_is_pointed_at(self):
+        count = len(damage_films.write(self.folder, [SAMPLES / name for name in SOUND]))
+        self.assertGreater(count, 150)
+        missed, told = score_findings.missed([*EMULATOR, TOOL], self.folder)
+        self.assertEqual(told, count)
+        for entry, answer in missed:
+            print(entry, score_findings.told(answer), sep="\n", file=sys.stderr)
+        self.assertGreaterEqual(1 - len(missed) / count, score_findings.ENOUGH)
+
+    def test_sound_films_have_no_finding(self):
+        self.assertEqual(score_findings.flawed([*EMULATOR, TOOL], [SAMPLES / name for name in SOUND]), [])
+
+
+def schema(name):
+    return json.loads((SOURCE / "docs/schemas" / f"{name}.json").read_text())
+
+
+class Forms(ToolTest):
+    """JSON, SARIF, the catalogue, and exit statuses."""
+
+    def validate(self, line, name):
+        import jsonschema
+        jsonschema.Draft202012Validator(schema(name)).validate(line)
+
+    def lines(self, *arguments):
+        return [json.loads(line) for line in run(*arguments).out.splitlines()]
+
+    def films(self):
+        film = damage_films.Film(SAMPLES / "mpeg4-mp3.avi")
+        broken = [self.file(data, f"{name}.avi") for name, _, data, *_ in damage_films.damaged(film)]
+        return [*broken, *(SAMPLES / name for name in NAMES), self.file(b"", "empty.avi"),
+                self.folder / "none.avi"]
+
+    def test_check_is_as_its_schema_says(self):
+        for line in self.lines("check", "--json", *self.films()):
+            self.validate(line, "check")
+
+    def test_info_is_as_its_schema_says(self):
+        for line in self.lines("info", "--json", *self.films()):
+            self.validate(line, "info")
+
+    def test_tree_is_as_its_schema_says(self):
+        for film in self.films()[:-1:9]:
+            first, *chunks = self.lines("tree", "--json", film)
+            self.validate(first, "tree")
+            for line in chunks:
+                self.validate(line, "tree")
+
+    def test_a_schema_refuses_what_is_none(self):
+        import jsonschema
+        line, = self.lines("check", "--json", SAMPLES / "extensions.avi")
+        for change in ({"format_version": 2}, {"findings": [{"rule": "movi_too_short"}]}, {"more": 1},
+                       {"offset": -1}):
+            with self.assertRaises(jsonschema.ValidationError):
+                self.validate({**line, **change}, "check")
+
+    def test_each_finding_is_of_a_rule(self):
+        rules = {rule["rule"]: rule for rule in self.lines("check", "--rules", "--json")}
+        found = {finding["rule"]: finding for line in self.lines("check", "--json", *self.films())
+                 for finding in line["findings"]}
+        self.assertGreater(len(found), 30)
+        for name, finding in found.items():
+            self.assertEqual((finding["severity"], finding["remedy"]),
+                             (rules[name]["severity"], rules[name]["remedy"]))
+
+    def test_a_rule_is_explained(self):
+        for rule in self.lines("check", "--rules", "--json"):
+            told = run("check", "--explain", rule["rule"])
+            self.assert_agrees(told)
+            for key in ("rule", "severity", "meaning", "effect", "remedy"):
+                self.assertIn(rule[key], told.out)
+        self.assert_fails(run("check", "--explain", "nothing"), USAGE, "nothing is no rule")
+
+    def test_the_document_of_rules_is_current(self):
+        rules_document = SOURCE / "scripts/rules_document.py"
+        written = subprocess.run([sys.executable, rules_document], capture_output=True,
+                                               input=run("check", "--rules", "--json").out.encode())
+        self.assertEqual(written.stdout.decode(), (SOURCE / "docs/rules.md").read_text())
+
+    def test_ids_never_go(self):
+        """An id that was ever published stays: scripts name it."""
+        rules = {rule["rule"] for rule in self.lines("check", "--rules", "--json")}
+        published = (SOURCE / "tests/tool/published_rules.txt").read_text().split()
+        self.assertLessEqual(set(published), rules)
+
+    def test_sarif(self):
+        done = run("check", "--sarif", *self.films()[:12], SAMPLES / "mpeg4-mp3.avi")
+        log = json.loads(done.out)
+        (one,) = log["runs"]
+        rules = one["tool"]["driver"]["rules"]
+        self.assertEqual(log["version"], "2.1.0")
+        self.assertGreater(len(one["results"]), 12)
+        for result in one["results"]:
+            self.assertEqual(rules[result["ruleIndex"]]["id"], result["ruleId"])
+            self.assertIn(result["level"], ("error", "warning", "note"))
+            (location,) = result["locations"]
+            place = location["physicalLocation"]
+            self.assertTrue(place["artifactLocation"]["uri"].startswith("file:///"))
+            self.assertGreaterEqual(place.get("region", {"byteOffset": 0})["byteOffset"], 0)
+
+    def test_exit_statuses(self):
+        sound, refused = SAMPLES / "mpeg4-mp3.avi", self.file(b"no film", "refused.avi")
+        flawed, none = SAMPLES / "extensions.avi", self.folder / "none.avi"
+        for files, status, strict in (([sound], 0, 0), ([flawed], 0, 1), ([sound, flawed], 0, 1),
+                                      ([refused, refused], REFUSED, REFUSED), ([none], 6, 6),
+                                      ([sound, refused], 1, 1), ([refused, none], 1, 1)):
+            self.assertEqual(run("check", *files).status, status, files)
+            self.assertEqual(run("check", "--strict", *files).status, strict, files)
+        self.assertEqual(run("check", "--json", "--sarif", sound).status, USAGE)
+        self.assertEqual(run("check").status, USAGE)
+
+    def test_one_table_of_statuses(self):
+        table = run("--help").out.partition("Exit status")[2]
+        manual = (SOURCE / "docs/sorn-tool.1").read_text().partition(".SH EXIT STATUS")[2]
+        statuses = re.findall(r"^  (\d+)  ", table, re.M)
+        self.assertEqual(statuses, re.findall(r"^\.B (\d+)$", manual, re.M))
+        for command in ("play", "info", "check", "tree", "map"):
+            self.assertIn(command, table)
+            self.assertTrue(run(command, "--help").out.endswith("Exit status" + table))
+
+    def test_outputs_that_cannot_be_written(self):
+        for command in (["--help"], ["check", "--help"], ["check", "--rules"], ["info"], ["check"],
+                        ["check", "--json"], ["check", "--sarif"], ["tree"], ["tree", "--json"],
+                        ["tree", "--all"], ["play"]):
+            files = [] if "--help" in command or "--rules" in command else [SAMPLES / "mpeg4-mp3.avi"]
+            with open("/dev/full", "w") as full, self.subTest(command):
+                done = subprocess.run([*EMULATOR, TOOL, *command, *files], stdout=full,
+                                                    stderr=-1, stdin=-3, timeout=240)
+                self.assertEqual(done.returncode, 1)
+                self.assertRegex(done.stderr.decode(), r"\Asorn-tool: cannot write [^\n]+ No space left on "
+                                 r"device\n\Z")
+
+    def test_a_reader_that_goes_away(self):
+        done = subprocess.Popen([*EMULATOR, TOOL, "tree", "--json", SAMPLES / "mpeg4-mp3.avi"],
+                                stdout=-1, stderr=-1, stdin=-3)
+        done.stdout.close()
+        self.assertRegex(done.stderr.read().decode(), r"\Asorn-tool: cannot write [^\n]+ Broken pipe\n\Z")
+        done.stderr.close()
+        self.assertEqual(done.wait(240), 1)
+
+    def test_files_without_a_size(self):
+        for command in (["check"], ["tree"], ["info"], ["map", "-o", self.folder / "x.svg"]):
+            done = run(*command, "/proc/self/mem")
+            self.assertIn(done.status, (1, 6))
+            self.assert_one_line(done, "/proc/self/mem: ")
+
+    def test_info_and_play_say_what_check_says(self):
+        for name in ("form-size-0", "cut-in-headers", "main-id", "video-header-id"):
+            film = damage_films.Film(SAMPLES / "mpeg4-mp3.avi")
+            data = next(data for other, _, data, *_ in damage_films.damaged(film) if other == name)
+            path = self.file(data)
+            line, = self.lines("check", "--json", path)
+            self.assertIn(line["sentence"], run("info", path).err)
+            self.assertIn(line["sentence"], run("play", path).err)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
