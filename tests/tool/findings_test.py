@@ -8,7 +8,9 @@ import subprocess
 import sys
 import unittest
 
-from tool_test import EMULATOR, NAMES, REFUSED, SAMPLES, SOURCE, TOOL, USAGE, ToolTest, run
+from look_test import FRAME, audio, strh, strn, video
+from tool_test import (EMULATOR, NAMES, REFUSED, SAMPLES, SOURCE, TOOL, USAGE, ToolTest, chunk,
+                       filler, lst, riff, run)
 
 sys.path.insert(0, str(SOURCE / "scripts"))
 import damage_films  # noqa: E402
@@ -84,6 +86,153 @@ class Numbers(ToolTest):
         film = damage_films.Film(SAMPLES / "mpeg4-mp3.avi")
         self.hold([self.file(data, f"{name}.avi") for name, _, data, *_ in damage_films.damaged(film)])
 
+
+
+def opendml(entry_at=0, super_at=0, super_size=0, missing=0):
+    """A film with a standard and a super index, and where they lie. The arguments are what is added
+    to one entry's place, to the super index entry's place and size, and taken from the entries."""
+    frames = [chunk(b"00dc", filler(24)) for _ in range(3)]
+
+    def build(super_entry, base, entries):
+        indx = chunk(b"indx", struct.pack("<H2BI4s12xQ2I", 4, 0, 0, 1, b"00dc", *super_entry))
+        listed = b"".join(struct.pack("<2I", offset, 24) for offset in entries)
+        ix = chunk(b"ix00", struct.pack("<H2BI4sQI", 2, 0, 1, len(entries), b"00dc", base, 0) + listed)
+        head = headers(video(indx), frames=3)
+        content = riff(b"AVI ", head, lst(b"movi", *frames, ix))
+        return content, content.index(b"movi") + 4, content.index(b"ix00"), content.index(b"indx")
+
+    count = 3 - missing
+    _, media, ix_at, _ = build((0, 0, 0), 0, [0] * count)
+    entries = [8 + i * 32 for i in range(count)]
+    entries[-1] += entry_at
+    size = 24 + 8 * count
+    content, _, ix_at, indx_at = build((ix_at + super_at, size + 8 + super_size, count), media, entries)
+    return content, ix_at, indx_at
+
+
+def headers(*streams, frames=1):
+    avih = struct.pack("<14I", 40_000, 0, 0, 0x10, frames, 0, len(streams), 0, 320, 240, *[0] * 4)
+    return lst(b"hdrl", chunk(b"avih", avih), *streams)
+
+
+class Rules(ToolTest):
+    """A file for each rule that the damaged films do not bring about, and the way back: the same file
+    without the mistake has no such finding."""
+
+    def found(self, content, rule):
+        result = run("check", "--json", self.file(content))
+        findings = json.loads(result.out)["findings"]
+        return [finding for finding in findings if finding["rule"] == rule]
+
+    def only(self, rule, wrong, right, offset, *words):
+        finding, = self.found(wrong, rule)
+        self.assertEqual(finding["offset"], offset)
+        for word in words:
+            self.assertIn(word, finding["sentence"])
+        self.assertEqual(self.found(right, rule), [])
+
+    def film(self, *media, before=(), after=(), streams=None, movi_size=None, kinds=b""):
+        streams = streams or [video()]
+        return riff(b"AVI ", headers(*streams), *before, lst(b"movi", *media), *after)
+
+    def test_an_index_counts_from_the_list_or_from_the_file(self):
+        frames = [chunk(b"00dc", filler(24, i)) for i in range(4)]
+        plain = self.film(*frames)
+        movi = plain.index(b"movi")
+
+        def index(origin, places=range(4), sizes=(24,) * 4, key=0x10, ids=(b"00dc",) * 4):
+            return chunk(b"idx1", b"".join(
+                struct.pack("<4s3I", ids[i], key, movi + 4 + 32 * place - origin, sizes[i])
+                for i, place in enumerate(places)))
+
+        right = self.film(*frames, after=[index(movi)])
+        at = right.index(b"idx1")
+        for origin in (0, movi):
+            content = self.film(*frames, after=[index(origin)])
+            for rule in ("index_wrong_origin", "index_wrong_place", "index_wrong_size", "index_misses_chunks"):
+                self.assertEqual(self.found(content, rule), [])
+        wrong = self.film(*frames, after=[index(movi - 5)])
+        self.only("index_wrong_origin", wrong, right, at, "none of the 4 entries")
+        wrong = self.film(*frames, after=[index(movi, sizes=(24, 25, 24, 24))])
+        self.only("index_wrong_size", wrong, right, at + 24, "of 25 bytes", "declares 24 bytes")
+        wrong = self.film(*frames, after=[index(movi, ids=(b"00dc", b"00dc", b"00db", b"00dc"))])
+        self.only("index_wrong_id", wrong, right, at + 40, "'00db'", "'00dc' is")
+        wrong = self.film(*frames, after=[index(movi, places=(0, 2, 1, 3))])
+        self.only("index_out_of_order", wrong, right, at + 40)
+        wrong = self.film(*frames, after=[index(movi, places=(0, 1, 2))])
+        self.only("index_misses_chunks", wrong, right, at, "3 entries for the 4 media chunks")
+        self.only("index_flag_missing", self.film(*frames, after=[index(movi, key=0)]), right, at)
+
+    def test_super_and_standard_indexes(self):
+        right, ix, indx = opendml()
+        wrong, ix, _ = opendml(entry_at=2)
+        self.only("index_wrong_place", wrong, right, ix + 32 + 16, "'00dc'")
+        wrong, _, indx = opendml(super_at=6)
+        self.only("super_index_wrong_place", wrong, right, indx + 32, "no index of stream 0")
+        wrong, _, indx = opendml(super_size=100)
+        self.only("super_index_wrong_size", wrong, right, indx + 32)
+        wrong, _, indx = opendml(missing=1)
+        self.only("super_index_misses_chunks", wrong, right, indx, "2 of the 3 chunks")
+        cut, ix, _ = opendml()
+        cut = cut[: ix + 12] + struct.pack("<I", 9) + cut[ix + 16 :]
+        self.only("index_cut_short", cut, right, ix, "declares 9 entries of 8 bytes")
+
+    def test_forms(self):
+        first = self.film(FRAME, after=[b"odd \3\0\0\0odd"])
+        self.assertEqual(len(first) % 2, 1)
+        later = riff(b"AVIX", lst(b"movi", FRAME))
+        self.only("odd_form", first + b"\0" + later, first + later, 0, f"looks for the next form at 0x{len(first):x}")
+        even = self.film(FRAME)
+        self.only("unknown_form", even + riff(b"WAVE", lst(b"INFO", FRAME)), even + later, len(even))
+
+    def test_interleaving(self):
+        frames, sound = [FRAME] * 200, chunk(b"01wb", bytes(4))
+        streams = [video(), audio()]
+        far = self.film(*frames, sound, streams=streams)
+        near = self.film(*frames[:100], sound, streams=streams)
+        self.only("badly_interleaved", far, near, far.index(b"01wb"), "7.96 seconds")
+        near = self.film(*frames, streams=streams)
+        self.only("stream_without_media", near, far, near.rindex(b"strl") - 8, "stream 1")
+
+    def test_mistakes_of_the_extensions(self):
+        right = self.film(FRAME, before=[lst(b"QRDT", chunk(b"MTDA", bytes(4)), chunk(b"JUNK", bytes(8)))])
+        wrong = self.film(FRAME, before=[lst(b"QRDT", chunk(b"JUNK", bytes(20)))])
+        self.only("extension_list_empty", wrong, right, wrong.index(b"QRDT") - 8)
+        wrong = self.film(FRAME, before=[chunk(b"MTDA", bytes(4))])
+        self.only("extension_chunk_outside", wrong, right, wrong.index(b"MTDA"))
+        wrong = self.film(FRAME, before=[lst(b"QRTD", chunk(b"MTDA", bytes(4)))])
+        self.only("misspelt_type", wrong, right, wrong.index(b"QRTD") - 8, "one letter away from 'QRDT'")
+
+        def menu(pad):
+            return riff(b"MENU", b"LIST" + struct.pack("<I", 4) + b"QMNU" + b"MENU\3\0\0\0odd" + pad +
+                        chunk(b"MENU", b"four") + bytes(4))
+        film = self.film(FRAME)
+        wrong = film + menu(b"\0")
+        self.only("menu_form_padded", wrong, film + menu(b""), wrong.index(b"MENU\3"), "pad byte")
+
+    def test_stream_lists(self):
+        name, data = strn(b"name"), chunk(b"strd", struct.pack("<2I", 7, 4) + b"data")
+        right = self.film(FRAME, streams=[video(data, name)])
+        wrong = self.film(FRAME, streams=[video(name, data)])
+        self.only("stream_chunk_order", wrong, right, wrong.index(b"strd"), "behind 'strn'")
+        wrong = self.film(FRAME, streams=[video(strn(b"odd") + b"\0", chunk(b"indx", bytes(24)))])
+        self.only("odd_stream_chunk", wrong, right, wrong.index(b"strn"), "3 bytes")
+        long_format = chunk(b"strf", struct.pack("<3I2H", 44, 320, 240, 1, 24) + b"FMP4" + bytes(24))
+        wrong = self.film(FRAME, streams=[lst(b"strl", strh(), long_format, name)])
+        self.only("hidden_by_format", wrong, right, wrong.index(b"strn"), "longer than what the reader reads")
+        wrong = self.film(FRAME, after=[lst(b"strl", strh())])
+        self.only("list_behind_media", wrong, right, wrong.rindex(b"strl") - 8)
+
+    def test_media_that_headers_know_nothing_of(self):
+        right = self.film(FRAME)
+        wrong = self.film(FRAME, chunk(b"00zz", bytes(24)), FRAME)
+        self.only("unknown_media_id", wrong, right, wrong.index(b"00zz"))
+        wrong = self.film(FRAME, chunk(b"07wb", bytes(24)), FRAME)
+        self.only("undescribed_media", wrong, right, wrong.index(b"07wb"), "stream 7")
+        wrong = self.film(FRAME, chunk(b"00wb", bytes(24)), FRAME)
+        self.only("wrong_media_kind", wrong, right, wrong.index(b"00wb"))
+        wrong = self.film(FRAME, after=[chunk(b"00dc", bytes(24))])
+        self.assertEqual(self.found(wrong, "wrong_size")[0]["offset"], wrong.index(b"movi") - 8)
 
 
 class Damage(ToolTest):

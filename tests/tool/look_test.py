@@ -504,14 +504,15 @@ class Tree(LookTest):
 
 
 class LongWork(LookTest):
-    """Hundreds of millions of empty chunks, in a hole of the file that takes no room."""
+    """Millions of empty chunks, which take a while to walk."""
 
     def setUp(self):
         super().setUp()
         self.path = self.folder / "long.avi"
         with open(self.path, "wb") as file:
             file.write(film(FRAME, movi_size=0xFFFFFFF0, riff_size=0xFFFFFFF8))
-            file.truncate(1 << 32)
+            for _ in range(256):
+                file.write(chunk(b"00dc") * (1 << 16))
 
     def interrupt(self, *arguments, stdout=subprocess.DEVNULL):
         """Stops the tool as soon as it shows how far it is; what it wrote to the terminal."""
@@ -533,7 +534,7 @@ class LongWork(LookTest):
             with self.subTest(arguments[0]):
                 status, written = self.interrupt(*arguments)
                 self.assertEqual(status, INTERRUPTED)
-                self.assertRegex(written, r"\[#*-+\] +\d+%  .* of 4\.00 GiB  .*/s  \d+:\d\d left")
+                self.assertRegex(written, r"\[#*-+\] +\d+%  .* of 128\.0 MiB  .*/s  \d+:\d\d left")
                 self.assertTrue(written.endswith("long.avi: interrupted\r\n"), written[-200:])
         self.assertEqual(list(self.folder.iterdir()), [self.path])
 
@@ -542,7 +543,7 @@ class LongWork(LookTest):
             self.interrupt("tree", self.path, stdout=tree)
         lines = (self.folder / "tree").read_text().splitlines()
         self.assertIn("LIST movi", lines[-2])
-        self.assertRegex(lines[-1], r"\.\.\.  .* bytes  .* chunks up to .*: 1 00dc, .* \\x00")
+        self.assertRegex(lines[-1], r"\.\.\.  .* bytes  .* chunks up to .*: [\d,]+ 00dc")
 
     def test_no_progress_where_there_is_no_terminal(self):
         path = self.file(film(*[FRAME] * 1000))

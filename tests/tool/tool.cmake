@@ -19,9 +19,9 @@ endfunction()
 
 tool_tests(tool_test.py Play LyingFiles Failures FaultyPlugin Info Installed Far Large)
 tool_tests(look_test.py Check Tree LongWork)
+tool_tests(findings_test.py Numbers Damage Rules Forms)
 tool_tests(map_test.py Map)
 tool_tests(at_hand_test.py Folders Jobs Choices Words)
-tool_tests(findings_test.py Numbers Damage Forms)
 # Without ffmpeg, or with a full disk.
 set_tests_properties(sorn-tool.Large PROPERTIES SKIP_REGULAR_EXPRESSION "OK .skipped=")
 if(NOT CMAKE_CROSSCOMPILING)  # a page and a script are the same for every machine

@@ -149,7 +149,7 @@ class Play(ToolTest):
             ("chapter", 1, 3, "-"),
         ])
         self.assertEqual(recognised(result), (3, 3))
-        for text in ("1.72 KiB, 3 forms", "Main film", "English", "Deutsch", "QRSV 320x240, 25 fps",
+        for text in ("1.72 KiB, 3 top-level forms", "Main film", "English", "Deutsch", "QRSV 320x240, 25 fps",
                      "MP3 44100 Hz, 2 channels, 128 kbit/s"):
             self.assertIn(text, result.out)
 
@@ -382,7 +382,7 @@ class Failures(ToolTest):
             done = subprocess.run([*EMULATOR, TOOL, "info", "--json", self.sample], stdout=full,
                                   stderr=subprocess.PIPE, timeout=LONGEST)
         self.assertEqual(done.returncode, 1)
-        self.assertEqual(done.stderr, b"sorn-tool: cannot write to standard output\n")
+        self.assertEqual(done.stderr, b"sorn-tool: cannot write to standard output: No space left on device\n")
 
 
 class FaultyPlugin(ToolTest):
@@ -400,7 +400,7 @@ class FaultyPlugin(ToolTest):
     def test_each_fault_is_a_disagreement(self):
         for fault, words in (("open-elsewhere", "tell answered 5 at position 0"),
                              ("tell", "tell answered"), ("seek", "seek returned 0"),
-                             ("read", "read at 0 returned -1"), ("close", "close did not release"),
+                             ("read", "read at 0x0 returned -1"), ("close", "close did not release"),
                              ("short", "delivered"), ("pieces", "was not taken for what it is")):
             with self.subTest(fault):
                 result = self.play(fault)

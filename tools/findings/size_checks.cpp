@@ -34,6 +34,9 @@ void SizeChecks::check_size(const Chunk &chunk, Parents parents) {
 }
 
 void SizeChecks::enter(const Chunk &list, Parents parents) {
+    if (parents.size() == 1 && list.pos == parents[0].pos + kListHeaderSize) {
+        check_form(parents[0], list);
+    }
     if (!parents.empty()) return;
     if (last_form_ && last_form_->declared % 2 == 1 && list.pos == last_form_->end() + 1) {
         findings_.add("odd_form", last_form_->pos,
@@ -42,6 +45,15 @@ void SizeChecks::enter(const Chunk &list, Parents parents) {
                                   at(*last_form_), count_of(last_form_->declared, "byte"),
                                   last_form_->end(), list.pos));
     }
+}
+
+// What a form is for is told by its type, or of a menu by its first list.
+void SizeChecks::check_form(const Chunk &form, const Chunk &first) {
+    const bool known = avi_fourcc_equal(form.type, kAvi) ||
+                       avi_fourcc_equal(form.type, avi_fourcc_from_string("AVIX")) ||
+                       is_list(first, "QMNU");
+    if (known || form.pos == 0) return;
+    findings_.add("unknown_form", form.pos, fmt::format("{} is no part of an AVI file", at(form)));
 }
 
 void SizeChecks::leave(const Chunk &list, Parents parents) {

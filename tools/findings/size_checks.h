@@ -19,6 +19,7 @@ public:
     void hole(std::int64_t pos, std::int64_t size, Parents parents) override;
 
 private:
+    void check_form(const Chunk &form, const Chunk &first);
     void check_size(const Chunk &chunk, Parents parents);
 
     std::int64_t file_size_;
