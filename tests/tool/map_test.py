@@ -339,9 +339,11 @@ class Map(LookTest):
         path = self.file(film(FRAME))
         self.assert_fails(run("map", path, "-o", self.folder / "none/map.svg"), 1,
                           "cannot be written: No such file or directory")
-        (self.folder / "map.svg").mkdir()
-        self.assert_fails(run("map", path, "-o", self.folder / "map.svg"), 1,
-                          "cannot be written: Is a directory")
+        self.assert_fails(run("map", path, "-o", path / "map.svg"), 1,
+                          "cannot be written: Not a directory")
+        (self.folder / "maps").write_text("")
+        self.assert_fails(run("map", path, path, "-o", self.folder / "maps"), USAGE, "another")
+        self.assert_fails(run("map", path, "-o", f"{self.folder}/maps/"), 1, "Not a directory")
         if os.path.exists("/dev/full"):
             os.symlink("/dev/full", self.folder / "full.svg.part")
             self.assert_fails(run("map", path, "-o", self.folder / "full.svg"), 1,
