@@ -1,5 +1,4 @@
-# What the target asks of the library: little memory, aligned accesses, an interface that stays, and
-# packages.
+# What the target asks of the library: little memory, aligned accesses, and an interface that stays.
 
 # How much memory the library takes.
 add_executable(heap_use heap_use.cpp)
@@ -50,17 +49,4 @@ if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64" AND NOT DRM_SORN_SANITIZE AND NOT DR
         -Wl,--version-script=${PROJECT_SOURCE_DIR}/service/exports.map)
     add_test(NAME public_abi COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_abi
         $<TARGET_FILE:abi_library>)
-endif()
-
-if(NOT DRM_SORN_SANITIZE AND NOT DRM_SORN_COVERAGE AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
-    set(same_build -DCMAKE_BUILD_TYPE=${CMAKE_BUILD_TYPE})
-    if(CMAKE_TOOLCHAIN_FILE)
-        list(APPEND same_build -DCMAKE_TOOLCHAIN_FILE=${CMAKE_TOOLCHAIN_FILE})
-    endif()
-    add_test(NAME reproducible COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_reproducible
-        ${PROJECT_SOURCE_DIR} ${same_build})
-    if(NOT CMAKE_CROSSCOMPILING)
-        add_test(NAME packages
-            COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_package ${PROJECT_BINARY_DIR})
-    endif()
 endif()

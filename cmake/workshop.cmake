@@ -1,0 +1,28 @@
+# What the project's own build has beside the library: the tool, tests, benchmarks, examples and
+# packages. Nothing of it is there when another project adds this one.
+include(CTest)
+option(DRM_SORN_TOOL "Build sorn-tool" ON)
+option(DRM_SORN_EXAMPLES "Build the example programs" ${BUILD_TESTING})
+option(DRM_SORN_BENCH "Build the benchmarks" OFF)
+
+# Short names for what only this build uses.
+add_library(avi_reader ALIAS drm-sorn-reader)
+add_library(project_options ALIAS drm-sorn-options)
+add_library(library_options ALIAS drm-sorn-library-options)
+
+if(CMAKE_CROSSCOMPILING)
+    include(cmake/cross-dependencies.cmake)
+endif()
+if(DRM_SORN_TOOL)
+    add_subdirectory(tools)
+endif()
+if(DRM_SORN_BENCH)
+    add_subdirectory(bench)
+endif()
+if(BUILD_TESTING)
+    add_subdirectory(tests)
+    add_subdirectory(fuzz)
+endif()
+if(DRM_SORN_EXAMPLES)
+    add_subdirectory(examples)
+endif()
