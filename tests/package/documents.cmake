@@ -11,3 +11,9 @@ add_test(NAME documents COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_LIST_DIR}/
     --write-files $<TARGET_FILE:write_files> --cc ${CMAKE_C_COMPILER}
     ${without_commands})
 set_tests_properties(documents PROPERTIES TIMEOUT 600)
+add_test(NAME documents.numbers COMMAND ${Python3_EXECUTABLE}
+    ${CMAKE_CURRENT_LIST_DIR}/check_numbers.py ${PROJECT_SOURCE_DIR})
+if(DRM_SORN_TOOL AND NOT without_commands)
+    add_test(NAME documents.picture COMMAND ${Python3_EXECUTABLE}
+        ${CMAKE_CURRENT_LIST_DIR}/check_picture.py ${PROJECT_SOURCE_DIR} $<TARGET_FILE:sorn-tool>)
+endif()
