@@ -25,9 +25,9 @@ endfunction()
 
 provide_headers(cli11 CLI11::CLI11 CLI)
 provide_headers(nlohmann_json nlohmann_json::nlohmann_json nlohmann)
-provide_headers(fmt fmt::fmt fmt)
-if(TARGET fmt::fmt)
-    target_compile_definitions(fmt::fmt INTERFACE FMT_HEADER_ONLY)
+provide_headers(fmt fmt::fmt-header-only fmt)
+if(TARGET fmt::fmt-header-only)
+    target_compile_definitions(fmt::fmt-header-only INTERFACE FMT_HEADER_ONLY)
 endif()
 
 if(BUILD_TESTING)

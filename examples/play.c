@@ -37,7 +37,14 @@ int main(int argc, char **argv) {
     unsigned char header[8], type[4];
     uint32_t count;
     SvcFileHandle *file;
-    if (argc != 2 || drm_svc_sorn_open_file(argv[1], &file) != DRM_SVC_SORN_OK) return 1;
+    if (argc != 2) {
+        fprintf(stderr, "usage: %s FILE\n", argv[0]);
+        return 2;
+    }
+    if (drm_svc_sorn_open_file(argv[1], &file) != DRM_SVC_SORN_OK) {
+        fprintf(stderr, "%s: cannot be opened, or is no AVI file that drm-sorn reads\n", argv[1]);
+        return 1;
+    }
 
     while (drm_svc_sorn_read_file(file, header, 8, &count), count == 8) {
         if (memcmp(header, "RIFF", 4) == 0 || memcmp(header, "LIST", 4) == 0) {

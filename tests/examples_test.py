@@ -72,6 +72,10 @@ def plays(options, play):
 
 def test_play_c(options):
     plays(options, play_c)
+    if "usage: " not in run([options.play], expected_status=2).stderr:
+        sys.exit("without a file it does not say what it wants")
+    if "missing.avi: cannot be opened" not in play_c(options, "missing.avi", expected_status=1).stderr:
+        sys.exit("it does not say what it cannot open")
 
 
 def test_play_py(options):

@@ -7,6 +7,7 @@
   * A ```console fence shows commands ("$ ...") with exactly the output that they have.
   * C in a fence compiles against the public header, Python compiles.
   * Every relative link leads somewhere, and every file that is named `like/this` exists.
+  * README.md tells the licence that LICENSE tells.
   * Manual pages format without a warning, one for each exported function, with its prototype.
 
 All that is wrong is printed; the exit status is 1 if anything is.
@@ -46,8 +47,8 @@ class Project:
 
     def documents(self):
         inside = sorted(f for f in self.files if f.parts[0] == "docs" and f.suffix == ".md")
-        return [f for f in (Path("README.md"), Path("CONTRIBUTING.md"), Path("CHANGELOG.md"))
-                if f in self.files] + inside
+        outside = sorted(f for f in self.files if len(f.parts) == 1 and f.suffix == ".md")
+        return outside + inside
 
     def manual_pages(self):
         return sorted(f for f in self.files
@@ -72,8 +73,6 @@ class Project:
 
 
 def listed(path):
-    if not path.exists():
-        return []
     return [line.strip() for line in read(path).splitlines()
             if line.strip() and not line.startswith("#")]
 
@@ -88,10 +87,10 @@ class Check:
         self.project = Project(options.source)
         self.failures = []
         self.counts = {}
-        tests = options.source / "tests"
-        self.pending = listed(tests / "documents_pending.txt")
+        self.cmake = "".join(read(options.source / f) for f in self.project.files
+                             if f.name == "CMakeLists.txt" or f.suffix == ".cmake")
         self.elsewhere = {}
-        for line in listed(tests / "documented_commands.txt"):
+        for line in listed(Path(__file__).with_name("documented_commands.txt")):
             command, _, runner = line.partition("=>")
             file, _, text = runner.partition(":")
             self.elsewhere[command.strip()] = (Path(file.strip()), text.strip() or command.strip())
@@ -109,9 +108,6 @@ class Check:
         found = [entry for entry in self.elsewhere if starts_with(command, entry)]
         return max(found, key=len, default=None)
 
-    def is_pending(self, name):
-        return any(starts_with(name, entry) or name == entry for entry in self.pending)
-
     def check_program(self, document, command):
         program = next((word for word in command.split() if "=" not in word), "")
         if "/" in program and not program.startswith(("build/", "./", "/", "$")):
@@ -122,8 +118,6 @@ class Check:
     def check_runners(self):
         reached = self.project.run_in_ci()
         for command, (file, text) in self.elsewhere.items():
-            if self.is_pending(command):
-                continue
             if file not in reached:
                 self.fail("documented_commands.txt", f"{file}, said to run `{command}`, is not "
                           "reached from .ci/")
@@ -135,8 +129,6 @@ class Check:
         for command in block.replace("\\\n", " ").splitlines():
             command = re.sub(r"\s+#.*|^#.*", "", command).strip()
             if not command:
-                continue
-            if self.is_pending(command):
                 continue
             self.check_program(document, command)
             if self.runner_of(command):
@@ -172,7 +164,7 @@ class Check:
     def check_console(self, document, block):
         for entry in re.split(r"^\$ ", block, flags=re.MULTILINE)[1:]:
             command, _, expected = entry.partition("\n")
-            if self.is_pending(command) or self.options.no_commands:
+            if self.options.no_commands:
                 continue
             self.count("commands run")
             output = self.run(command).stdout
@@ -201,6 +193,12 @@ class Check:
         except SyntaxError as error:
             self.fail(document, error)
 
+    def check_cmake(self, document, block):
+        """The names of this project in it exist."""
+        for name in re.findall(r"\bDRM_SORN_\w+|\bdrm-sorn::[\w-]+", block):
+            if name not in self.cmake:
+                self.fail(document, f"CMake knows no {name}")
+
     def check_text(self, document, block):
         pass
 
@@ -208,6 +206,8 @@ class Check:
 
     def check_names(self, document, text):
         for name in CODE.findall(text):
+            if re.fullmatch(r"DRM_SORN_\w+", name) and name not in self.cmake:
+                self.fail(document, f"`{name}` is no option of the build")
             if not re.fullmatch(r"[\w.+*-]+(/[\w.+*-]+)*/?", name) or name.startswith("build/"):
                 continue
             is_path = "/" in name and (name.endswith("/") or name.split("/")[0] in self.project.top
@@ -217,7 +217,7 @@ class Check:
             self.count("names looked up")
             if self.project.has(name) or self.project.has(str(document.parent / name)):
                 continue
-            if "/" not in name and name in self.project.names or self.is_pending(name):
+            if "/" not in name and name in self.project.names:
                 continue
             self.fail(document, f"`{name}` does not exist")
 
@@ -228,8 +228,6 @@ class Check:
             path, _, anchor = target.partition("#")
             file = Path(os.path.normpath(document.parent / path)) if path else document
             self.count("links followed")
-            if self.is_pending(str(file)):
-                continue
             if not (self.options.source / file).exists():
                 self.fail(document, f"the link to {target} leads nowhere")
             elif anchor and anchor not in headings(read(self.options.source / file)):
@@ -283,18 +281,11 @@ class Check:
 
     # ---- everything
 
-    def check_pending(self):
-        """The list is to go once nothing in it is missing."""
-        if self.pending and all(self.exists(entry) for entry in self.pending):
-            self.fail("documents_pending.txt", "everything in it exists: delete it")
-
-    def exists(self, entry):
-        """A file, or a command of a program that this build made."""
-        program, *arguments = entry.split()
-        built = self.options.build / "bin" / program
-        if "/" in program or not built.exists():
-            return self.project.has(entry)
-        return subprocess.run([built, *arguments, "--help"], capture_output=True).returncode == 0
+    def check_licence(self):
+        """What LICENSE says first is what README.md says."""
+        first = read(self.options.source / "LICENSE").partition("\n")[0]
+        if first not in read(self.options.source / "README.md"):
+            self.fail("README.md", f"does not say «{first}», as LICENSE does")
 
     def make_folder(self):
         """Looks like the repository after a release build. Commands may write here."""
@@ -316,7 +307,7 @@ class Check:
                 self.check_document(document)
         self.check_runners()
         self.check_manual_pages()
-        self.check_pending()
+        self.check_licence()
 
 
 def headings(text):
