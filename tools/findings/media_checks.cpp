@@ -141,7 +141,11 @@ void MediaChecks::check_frames() {
         tallies_[static_cast<std::size_t>(video - described_.streams().data())];
     const auto &main = described_.main_header();
     const std::uint32_t frames = main ? main->u32(avih::kFrames) : 0;
-    if (main && frames != tally.first_form_chunks && frames != tally.chunks) {
+    // Writers count the frame that opened the second form, or not.
+    const std::uint64_t slack = tally.chunks > tally.first_form_chunks ? 1 : 0;
+    const bool of_first_form =
+        frames >= tally.first_form_chunks && frames <= tally.first_form_chunks + slack;
+    if (main && !of_first_form && frames != tally.chunks) {
         findings_.add("frames_differ", main->at(avih::kFrames),
                       fmt::format("the main header declares {} at 0x{:x}, the first form has {}",
                                   count_of(frames, "frame"), main->at(avih::kFrames),

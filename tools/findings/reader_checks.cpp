@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "chunks/stream_words.h"
@@ -29,8 +30,8 @@ std::int64_t walk_end(const Chunk &list) {
 bool has_id(const InputFile &file, const char *id, std::int64_t pos) {
     unsigned char bytes[4]{};
     const std::size_t got = pos < 0 ? 0 : file.read(bytes, sizeof bytes, pos);
-    for (std::size_t i = got; i < sizeof bytes; ++i) bytes[i] = static_cast<unsigned char>(id[i]);
-    return got > 0 && avi_fourcc_equal({avi_get_u32le(bytes)}, avi_fourcc_from_string(id));
+    if (got < sizeof bytes) return got > 0 && std::memcmp(bytes, id, got) == 0;
+    return avi_fourcc_equal({avi_get_u32le(bytes)}, avi_fourcc_from_string(id));
 }
 
 // Where the chunk of that id begins whose bytes the reader keeps from `kept` on: a header that the
