@@ -71,8 +71,10 @@ class Folders(GivenTest):
         empty = self.folder / "empty"
         empty.mkdir()
         for command in ("play", "check", "tree"):
-            self.assert_fails(run(command, empty), UNREADABLE, f"{empty}: no file in it ends in .avi")
-        self.assert_fails(run("info", empty), 1, "ends in .avi")
+            self.assert_fails(run(command, empty), UNREADABLE, str(empty), "no file in it ends in .avi")
+        result = run("info", "--json", empty)
+        self.assert_fails(result, 1, "ends in .avi")
+        self.assertEqual(self.lines(result), [{"file": str(empty), "opened": False}])
         self.assert_fails(run("check", empty, SAMPLES / "audio-only.avi"), 1, "ends in .avi")
         if os.geteuid() != 0:
             empty.chmod(0)

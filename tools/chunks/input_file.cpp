@@ -23,7 +23,7 @@ namespace {
 void require_seekable(const std::string &path) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) refuse(path, std::strerror(errno));
-    if (S_ISDIR(status.st_mode)) refuse(path, "Is a directory");
+    if (S_ISDIR(status.st_mode)) refuse(path, "Is a directory, and no file in it ends in .avi");
     if (!S_ISREG(status.st_mode) && !S_ISBLK(status.st_mode)) refuse(path, "Not a regular file");
 }
 

@@ -25,7 +25,7 @@ public:
     void folder(const fs::path &top) {
         const std::size_t before = files_.size();
         const bool listed = list(top, top);
-        if (listed && files_.size() == before) trouble(top, "no file in it ends in .avi");
+        if (listed && files_.size() == before) files_.push_back({top, top.filename()});
     }
 
 private:

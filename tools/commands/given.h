@@ -43,8 +43,8 @@ struct GivenFile {
 };
 
 // The files in the order given. A folder stands for the AVI files in it and in the folders below,
-// by name; links to folders are not followed. A folder that cannot be listed or holds none is
-// complained of, and its status added.
+// by name; links to folders are not followed. One without any stands for itself, which no command
+// can read; one that cannot be listed is complained of, and its status added.
 std::vector<GivenFile> files_of(const Given &given, CommonExit &status);
 
 // Ends each command that works on several files when Ctrl-C was pressed.

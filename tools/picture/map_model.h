@@ -123,7 +123,7 @@ public:
 
 private:
     void add_part(const Chunk &chunk, Parents parents);
-    void add_part(std::vector<Part> &parts, Part part);
+    static void add_part(std::vector<Part> &parts, Part part);
     void add_lost(std::int64_t pos, std::int64_t size, const char *why, Parents parents);
     void add_media(const Chunk &chunk);
     void play(Lane &lane, Mark &mark, const Chunk &chunk);

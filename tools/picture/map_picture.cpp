@@ -1,6 +1,7 @@
 #include "picture/map_picture.h"
 
 #include <algorithm>
+#include <set>
 
 #include "picture/canvas.h"
 #include "picture/charts.h"
@@ -252,18 +253,20 @@ std::string section_markup(const Section &section) {
     return markup;
 }
 
+// What a rule means for players is told once.
 std::string findings_markup(const MapCaption &caption) {
     if (caption.findings.empty()) return {};
     std::string items;
+    std::set<const Rule *> told;
     for (std::size_t i = 0; i < listed(caption); ++i) {
-        const Finding &finding = caption.findings[i];
-        items += fmt::format("<li id=\"finding-{}\" class=\"{}\"><b>{}</b> <code>{}</code> {}",
-                             i + 1, severity_word(finding.rule->severity),
-                             severity_word(finding.rule->severity), place_words(finding),
-                             escaped(finding.sentence));
-        items += fmt::format("<small>{} {} <code>{}</code></small></li>\n",
-                             escaped(finding.rule->effect), escaped(finding.rule->remedy),
-                             finding.rule->id);
+        const auto &[rule, pos, sentence] = caption.findings[i];
+        items += fmt::format(
+            "<li id=\"finding-{0}\" class=\"{1}\"><b>{1}</b> <code>{2}</code> {3}<small>", i + 1,
+            severity_word(rule->severity), place_words(caption.findings[i]), escaped(sentence));
+        if (told.insert(rule).second) {
+            items += fmt::format("{} {} ", escaped(rule->effect), escaped(rule->remedy));
+        }
+        items += fmt::format("<code>{}</code></small></li>\n", rule->id);
     }
     return fmt::format(
         "<h2>What was found in it</h2>\n<ol class=\"findings\">\n{}</ol>\n<p>{}</p>\n", items,

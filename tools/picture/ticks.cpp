@@ -38,10 +38,11 @@ double time_step(double seconds, int most) {
 template <typename Words>
 std::vector<Tick> every(double step, double low, double high, Words words) {
     std::vector<Tick> ticks;
-    const double first = std::ceil(low / step - 1e-9);
-    for (double i = first; i * step <= high * (1 + 1e-9); ++i) {
-        const double value = i * step + 0.0;  // not -0
-        ticks.push_back({value, words(value), std::fmod(i, 2) != 0});
+    const auto first = static_cast<int>(std::ceil(low / step - 1e-9));
+    const auto last = static_cast<int>(std::floor(high / step + 1e-9));
+    for (int i = first; i <= last; ++i) {
+        const double value = i * step;
+        ticks.push_back({value, words(value), i % 2 != 0});
     }
     return ticks;
 }
