@@ -177,6 +177,26 @@ class Rules(ToolTest):
         cut = cut[: ix + 12] + struct.pack("<I", 9) + cut[ix + 16 :]
         self.only("index_cut_short", cut, right, ix, "declares 9 entries of 8 bytes")
 
+    def test_a_wrong_size_hides_nothing(self):
+        frames = [chunk(b"00dc", filler(24, i)) for i in range(5)]
+        right = self.film(*frames)
+        self.found(right, "wrong_size")
+        count = json.loads(run("check", "--json", self.folder / "film.avi").out)["examined"]["chunks"]
+        at = right.index(frames[2])
+        for size in (4, 30, 70, 90, 0xFFFFFFF0):
+            wrong = right[: at + 4] + struct.pack("<I", size) + right[at + 8 :]
+            self.only("wrong_size", wrong, right, at, f"declares {size:,} bytes", "begins after 24 bytes")
+            self.found(wrong, "wrong_size")
+            answer, = checked([self.folder / "film.avi"])
+            self.assertEqual(answer["examined"]["chunks"], count)
+
+    def test_a_hole_hides_no_more_than_it_covers(self):
+        frames = [chunk(b"00dc", filler(24, i)) for i in range(6)]
+        right = self.film(*frames)
+        at = right.index(frames[2])
+        wrong = right[:at] + bytes(40) + right[at + 40 :]
+        self.only("zero_hole", wrong, right, at, "64 bytes are lost")
+
     def test_forms(self):
         first = self.film(FRAME, after=[b"odd \3\0\0\0odd"])
         self.assertEqual(len(first) % 2, 1)

@@ -157,6 +157,20 @@ class Map(LookTest):
             self.assertTrue(any("from -4.000 s to -3.000 s" in hint for hint in drawn.hints(chart)))
             self.assertLessEqual(len(drawn.line(chart)), 4 * 576)
 
+    def test_one_gap_in_a_long_film_is_seen(self):
+        frames, sound_of_one = [chunk(b"00dc", bytes(100))] * 25, chunk(b"01wb", bytes(1000))
+        media = []
+        for second in range(7200):
+            media += frames
+            late = 3004 <= second < 3009
+            media += [] if late else [sound_of_one] * (6 if second == 3009 else 1)
+        drawn = self.drawn(riff(b"AVI ", headers(video(), sound(1000)), lst(b"movi", *media)))
+        self.assertIn("at most 0 s ahead, 6 s behind", drawn.labels("lead")[0])
+        chart, = drawn.charts("lead")
+        lowest = max(drawn.line(chart), key=lambda point: point[1])
+        self.assertAlmostEqual(lowest[0], WIDTH * 3009 / 7200, -1)
+        self.assertEqual(sum("from -6.000 s" in hint for hint in drawn.hints(chart)), 1)
+
     def test_sound_that_comes_first_is_ahead(self):
         media = [chunk(b"01wb", bytes(1000))] * 5 + [chunk(b"00dc", bytes(9))] * 125
         drawn = self.drawn(riff(b"AVI ", headers(sound(1000), video()), lst(b"movi", *media[5:], *media[:5])
@@ -216,6 +230,22 @@ class Map(LookTest):
         self.assertIn("0:00.50", words(short.charts("clock")[0]))
         self.assertIn("50 KiB", words(short.charts("lane")[0]))
 
+    def test_steps_are_round_on_every_axis(self):
+        seen = set()
+        for count in (3, 10, 30, 100, 300, 1000):
+            drawn = self.drawn(pictures(count))
+            for kind in ("file", "clock", "lead", "lane", "bitrate"):
+                for chart in drawn.charts(kind):
+                    words = [text.text for text in chart.iter(SVG + "text")]
+                    for unit in ("KiB", "MiB", "kbit/s"):
+                        numbers = sorted({float(word.split()[0].replace(",", "")) for word in words
+                                          if re.fullmatch(rf"[\d,.]+ {unit}", word)})
+                        steps = {f"{b - a:.6e}" for a, b in zip(numbers, numbers[1:])}
+                        for step in steps:
+                            seen.add(step[0])
+                            self.assertRegex(step, r"^[125]\.0*e", (count, kind, words))
+        self.assertEqual(seen, {"1", "2", "5"})
+
     # ---- the file
 
     def test_the_parts_of_the_file(self):
@@ -237,6 +267,7 @@ class Map(LookTest):
         for plot, count in ((forms, 2), (parts, 6)):
             places = [(float(mark.get("x")), float(mark.get("width"))) for mark in drawn.marks(plot)]
             self.assertEqual(len(places), count)
+            self.assertGreaterEqual(places[0][0], 0)
             for (x, width), (after, _) in zip(places, places[1:]):
                 self.assertGreaterEqual(width, 4)
                 self.assertAlmostEqual(x + width, after, 1)
@@ -299,6 +330,10 @@ class Map(LookTest):
         svg = self.draw(content)
         self.assertNotRegex(svg, "nan|inf[^o]")
         self.assertLess(len(svg), 500_000)
+        slow = slow[:44] + struct.pack("<I", 1) + slow[48:]  # as long for each byte
+        content = riff(b"AVI ", headers(lst(b"strl", chunk(b"strh", slow), *[video()[12 + 64:]])),
+                       lst(b"movi", chunk(b"00dc", bytes(30_000_000))))
+        self.assertTrue(self.drawn(content).labels("lane")[0].endswith(" 277777777777:46:40.00"))
 
     def test_the_same_file_gives_the_same_picture(self):
         content = pictures(30, late=2)
@@ -372,9 +407,9 @@ class Browser(LookTest):
                    if "CONSOLE" in line]
         return done.stdout.decode(), console
 
-    def page(self, script="", name="map.html"):
+    def page(self, script="", name="map.html", path=SAMPLES / "extensions.avi"):
         output = self.folder / name
-        self.assert_agrees(run("map", SAMPLES / "extensions.avi", "-o", output))
+        self.assert_agrees(run("map", path, "-o", output))
         if script:
             text = output.read_text()
             output.write_text(text.replace("</body>", f"<script>{script}</script></body>"))
@@ -417,12 +452,16 @@ class Browser(LookTest):
             document.title = JSON.stringify([wide, shown.length > 20, out.length, meet.length,
                 document.documentElement.scrollWidth, marks.length,
                 marks.every(b => b.width > 0.9 && b.height > 1)]);"""
-        page = self.page(script)
-        for width in (400, 1200):
-            dom, _ = self.load("--dump-dom", f"--window-size={width},900", page=page)
-            told = json.loads(re.search(r"<title>(\[.*?\])</title>", dom)[1])
-            self.assertLess(told[0], 501 if width == 400 else 1201)
-            self.assertEqual(told[1:], [True, 0, 0, told[0], 9, True], width)
+        # A position in bytes has the longest words that an axis can have.
+        bytes_wide = self.file(film(*[FRAME] * 24))
+        self.assertEqual(len(bytes_wide.read_bytes()) // 10, 99)
+        for film_path, marks in ((SAMPLES / "extensions.avi", 9), (bytes_wide, 24)):
+            page = self.page(script, path=film_path)
+            for width in (400, 1200):
+                dom, _ = self.load("--dump-dom", f"--window-size={width},900", page=page)
+                told = json.loads(re.search(r"<title>(\[.*?\])</title>", dom)[1])
+                self.assertLess(told[0], 501 if width == 400 else 1201)
+                self.assertEqual(told[1:], [True, 0, 0, told[0], marks, True], (film_path, width))
 
     def test_prints_on_paper(self):
         output = self.folder / "map.pdf"

@@ -655,6 +655,13 @@ class Info(ToolTest):
                      f"at 0x{data.index(b'idx1'):x}"):
             self.assertIn(text, result.out)
 
+    def test_names_that_are_utf8_print_as_such(self):
+        for name, shown in ((b"Gr\xc3\xb6\xc3\x9fe \xe6\x98\xa0\xe7\x94\xbb \xf0\x9f\x8e\xac", "Größe 映画 🎬"),
+                            (b"\xc3(\xff\xe6\x98", "\\xc3(\\xff\\xe6\\x98"),
+                            (b"\xc2\x9bH\xe2\x80\xaetxt", "\\xc2\\x9bH\\xe2\\x80\\xaetxt")):
+            path = self.file(riff(b"AVI ", hdrl(name), lst(b"movi", chunk(b"00dc", b"four"))))
+            self.assertIn(f"named {shown}\n", run("info", path).out)
+
     def test_names_cannot_command_the_terminal(self):
         name = b"\x1b[2Jgone"
         path = self.file(riff(b"AVI ", hdrl(name), lst(b"movi", chunk(b"00dc", b"four"))))

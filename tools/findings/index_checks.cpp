@@ -10,8 +10,7 @@
 
 namespace {
 
-constexpr std::size_t kEntry = 16;        // of "idx1"
-constexpr std::size_t kIndexHeader = 24;  // of standard and super indexes
+constexpr std::size_t kEntry = 16;  // of "idx1"
 constexpr std::size_t kSuperEntry = 16;
 constexpr std::uint32_t kKeyFrame = 0x10;
 constexpr std::uint32_t kNoKeyFrame = 0x80000000;  // in the sizes of standard indexes
@@ -231,15 +230,20 @@ void IndexChecks::check_count(const Chunk &index) {
 
 // ---- standard indexes
 
+bool IndexChecks::read_index_header(const Chunk &chunk, unsigned char (&header)[kIndexHeader]) {
+    const bool whole = chunk.held >= static_cast<std::int64_t>(kIndexHeader) &&
+                       file_.read(header, kIndexHeader, chunk.payload()) == kIndexHeader;
+    if (whole) return true;
+    findings_.add("index_cut_short", chunk.pos,
+                  fmt::format("{} declares {}, and its header alone has {}", at(chunk),
+                              count_of(chunk.declared, "byte"), kIndexHeader));
+    return false;
+}
+
 void IndexChecks::check_standard_index(const Chunk &chunk) {
     unsigned char header[kIndexHeader];
-    const auto held = static_cast<std::uint64_t>(std::max<std::int64_t>(chunk.held, 0));
-    if (held < kIndexHeader || file_.read(header, kIndexHeader, chunk.payload()) != kIndexHeader) {
-        findings_.add("index_cut_short", chunk.pos,
-                      fmt::format("{} declares {}, and its header alone has {}", at(chunk),
-                                  count_of(chunk.declared, "byte"), kIndexHeader));
-        return;
-    }
+    if (!read_index_header(chunk, header)) return;
+    const auto held = static_cast<std::uint64_t>(chunk.held);
     const std::size_t size = std::size_t{4} * avi_get_u16le(header);
     const std::uint64_t count = avi_get_u32le(header + 4);
     const FourCC id = {avi_get_u32le(header + 8)};
@@ -266,13 +270,8 @@ void IndexChecks::check_standard_index(const Chunk &chunk) {
 
 void IndexChecks::check_super_index(const Chunk &chunk) {
     unsigned char header[kIndexHeader];
-    const auto held = static_cast<std::uint64_t>(std::max<std::int64_t>(chunk.held, 0));
-    if (held < kIndexHeader || file_.read(header, kIndexHeader, chunk.payload()) != kIndexHeader) {
-        findings_.add("index_cut_short", chunk.pos,
-                      fmt::format("{} declares {}, and its header alone has {}", at(chunk),
-                                  count_of(chunk.declared, "byte"), kIndexHeader));
-        return;
-    }
+    if (!read_index_header(chunk, header)) return;
+    const auto held = static_cast<std::uint64_t>(chunk.held);
     const std::uint64_t count = avi_get_u32le(header + 4);
     const FourCC chunks = {avi_get_u32le(header + 8)};
     if (header[3] != kIndexOfIndexes || count == 0) return;

@@ -29,6 +29,8 @@ public:
     [[nodiscard]] std::uint64_t entries() const { return entries_; }
 
 private:
+    static constexpr std::size_t kIndexHeader = 24;  // of standard and super indexes
+
     // What an index says of a chunk.
     struct Entry {
         std::int64_t pos;     // of the entry itself
@@ -64,6 +66,8 @@ private:
     void check_order(const Entry &entry, Progress &progress);
     void check_target(const Entry &entry);
     void check_count(const Chunk &index);
+    // False, and a finding, when the chunk does not hold it.
+    bool read_index_header(const Chunk &chunk, unsigned char (&header)[kIndexHeader]);
     void check_standard_index(const Chunk &chunk);
     void check_super_index(const Chunk &chunk);
     std::uint32_t check_super_entry(const unsigned char *bytes, std::int64_t pos, FourCC chunks);

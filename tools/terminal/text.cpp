@@ -7,6 +7,8 @@
 #include <cmath>
 #include <iterator>
 
+#include "terminal/utf8.h"
+
 namespace {
 
 template <typename Needed>
@@ -31,28 +33,17 @@ std::string text_of(std::string_view bytes) {
 
 namespace {
 
-// The length of the UTF-8 character there that may be printed as it is; 0 for none.
-std::size_t printable(std::string_view text) {
-    const auto byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-    const unsigned char first = byte(0);
-    if (first < 0x80) return first >= 0x20 && first < 0x7f && first != '\\' ? 1 : 0;
-    const std::size_t length = first >= 0xf0 && first < 0xf5   ? 4
-                               : first >= 0xe0 && first < 0xf0 ? 3
-                               : first >= 0xc2 && first < 0xe0 ? 2
-                                                               : 0;
-    if (length == 0 || text.size() < length) return 0;
-    std::uint32_t code = first & (0x7FU >> length);
-    for (std::size_t i = 1; i < length; ++i) {
-        if ((byte(i) & 0xc0) != 0x80) return 0;
-        code = code << 6 | (byte(i) & 0x3fU);
+// Whether a character of that many bytes of UTF-8 steers a terminal, or is not to be seen.
+bool commands(std::string_view text, std::size_t length) {
+    std::uint32_t code = static_cast<unsigned char>(text[0]);
+    if (length == 1) return code < 0x20 || code == 0x7f || code == '\\';
+    code &= 0x7FU >> length;
+    for (const char c : text.substr(1, length - 1)) {
+        code = code << 6 | (static_cast<unsigned char>(c) & 0x3FU);
     }
-    const bool longer_than_needed =
-        (length == 3 && code < 0x800) || (length == 4 && code < 0x10000);
-    const bool surrogate = code >= 0xd800 && code < 0xe000;
-    const bool commands = code < 0xa0 || (code >= 0x200b && code <= 0x200f) ||
-                          (code >= 0x2028 && code <= 0x202e) ||
-                          (code >= 0x2066 && code <= 0x2069) || code == 0xfeff;
-    return longer_than_needed || surrogate || commands || code > 0x10ffff ? 0 : length;
+    return code < 0xa0 || (code >= 0x200b && code <= 0x200f) ||
+           (code >= 0x2028 && code <= 0x202e) || (code >= 0x2066 && code <= 0x2069) ||
+           code == 0xfeff;
 }
 
 }  // namespace
@@ -60,9 +51,11 @@ std::size_t printable(std::string_view text) {
 std::string readable(std::string_view bytes) {
     std::string text;
     while (!bytes.empty()) {
-        const std::size_t length = printable(bytes);
-        text += length == 0 ? text_of(bytes.substr(0, 1)) : std::string(bytes.substr(0, length));
-        bytes.remove_prefix(std::max<std::size_t>(length, 1));
+        const std::size_t length = std::max<std::size_t>(utf8_length(bytes), 1);
+        const std::string_view character = bytes.substr(0, length);
+        const bool as_it_is = utf8_length(bytes) != 0 && !commands(bytes, length);
+        text += as_it_is ? std::string(character) : text_of(character);
+        bytes.remove_prefix(length);
     }
     return text;
 }
