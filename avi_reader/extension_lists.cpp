@@ -39,12 +39,10 @@ void avi_load_data_chunk(AviReaderState &reader) {
     AviStream &stream = reader.stream;
     AviBlob &blob = reader.data_blob;
     blob = {};
-    AviStatus headers = kAviOk;
     FourCC id;
     while (walk_to_end(list, id)) {
         if (!avi_fourcc_equal(id, kMtda)) continue;
-        headers |= avi_read_fields(stream, id, blob.size);
-        if (headers == kAviOk) blob.present = 1;
+        if (avi_read_fields(stream, id, blob.size) == kAviOk) blob.present = 1;
         const std::int64_t payload = avi_file_tell(stream);
         if (!avi_note_blob(blob, payload, blob.size, stream)) return stop_walk(list);
     }
@@ -55,14 +53,12 @@ void avi_load_menu_list(AviReaderState &reader) {
     AviStream &stream = reader.stream;
     AviBlob &blob = reader.menu_blob;
     blob = {};
-    AviStatus headers = kAviOk;
     FourCC id;
     while (walk_to_end(list, id)) {
         if (avi_fourcc_equal(id, kMrif)) ++reader.form_count;
         if (!avi_fourcc_equal(id, kMenu)) continue;
         const std::int64_t header = avi_file_tell(stream);
-        headers |= avi_read_fields(stream, id, blob.size);
-        if (headers == kAviOk) blob.present = 1;
+        if (avi_read_fields(stream, id, blob.size) == kAviOk) blob.present = 1;
         if (!avi_note_blob(blob, header, avi_menu_bytes(blob), stream)) return stop_walk(list);
     }
 }

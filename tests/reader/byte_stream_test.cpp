@@ -93,6 +93,7 @@ TEST(FileSeek, FailsWhenTheEndCannotBeTold) {
     file.move_to(4);
     file.libc().forbid_seeks();
     EXPECT_EQ(avi_file_seek(file.stream(), 0, SEEK_END), kAviFailed);
+    EXPECT_EQ(avi_file_seek(file.stream(), 6, SEEK_END), kAviFailed);
     EXPECT_EQ(file.position(), 4);
 }
 
