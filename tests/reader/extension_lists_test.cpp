@@ -3,21 +3,12 @@
 
 #include "avi_reader/blob.h"
 #include "avi_reader/extension_lists.h"
+#include "tests/support/film_with.h"
 #include "tests/support/half_open.h"
 
 namespace {
 
 using namespace avi_builder;
-
-const Bytes kHeaders = list("hdrl", avih(), video_stream());
-const Bytes kMedia = list("movi", chunk("00dc", filler(24)), chunk("00dc", filler(8)));
-const Bytes kPlain = riff("AVI ", kHeaders, kMedia);
-
-// A file that opens, with `parts` in front of its media.
-template <typename... Parts>
-Bytes film_with(const Parts &...parts) {
-    return riff("AVI ", kHeaders, parts..., kMedia);
-}
 
 // A form of any declared size, with nothing behind it.
 Bytes form_with(const Bytes &content) {

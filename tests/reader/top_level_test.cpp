@@ -2,21 +2,12 @@
 #include <gmock/gmock.h>
 
 #include "avi_reader/top_level.h"
+#include "tests/support/film_with.h"
 #include "tests/support/half_open.h"
 
 namespace {
 
 using namespace avi_builder;
-
-const Bytes kHeaders = list("hdrl", avih(), video_stream());
-const Bytes kMedia = list("movi", chunk("00dc", filler(24)), chunk("00dc", filler(8)));
-const Bytes kPlain = riff("AVI ", kHeaders, kMedia);
-
-// A file that opens, with `parts` in front of its media.
-template <typename... Parts>
-Bytes film_with(const Parts &...parts) {
-    return riff("AVI ", kHeaders, parts..., kMedia);
-}
 
 // ------------------------------------------------------------------------------------------ forms
 
