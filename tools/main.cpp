@@ -96,9 +96,7 @@ Exit guarded(Command command) {
     return Exit::failed;
 }
 
-}  // namespace
-
-int main(int argc, char **argv) {
+Exit run(int argc, char **argv) {
     CLI::App app(
         "Plays AVI files through the libdrm-sorn plug-in, and shows what it knows of them.",
         "sorn-tool");
@@ -115,17 +113,20 @@ int main(int argc, char **argv) {
     for (const auto &[name, example] : kExamples) {
         app.get_subcommand(name)->footer(fmt::format("Example:\n  {}\n\n{}", example, kStatuses));
     }
+    try {
+        require_known_command(app, {argv + 1, argv + argc});
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        if (error.get_exit_code() != 0) return usage_error(error);
+        app.exit(error);
+    }
+    return status;
+}
 
+}  // namespace
+
+int main(int argc, char **argv) {
     // A closed pipe is an output that cannot be written, not a reason to die.
     std::signal(SIGPIPE, SIG_IGN);
-    return static_cast<int>(guarded([&] {
-        try {
-            require_known_command(app, {argv + 1, argv + argc});
-            app.parse(argc, argv);
-        } catch (const CLI::ParseError &error) {
-            if (error.get_exit_code() != 0) return usage_error(error);
-            app.exit(error);
-        }
-        return status;
-    }));
+    return static_cast<int>(guarded([&] { return run(argc, argv); }));
 }

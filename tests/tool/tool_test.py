@@ -384,6 +384,12 @@ class Failures(ToolTest):
         self.assertEqual(done.returncode, 1)
         self.assertEqual(done.stderr, b"sorn-tool: cannot write to standard output: No space left on device\n")
 
+    def test_nowhere_to_say_what_failed(self):
+        for words, status in (["play", self.folder / "none.avi"], UNREADABLE), (["nonsense"], USAGE):
+            with open("/dev/full", "wb") as full, self.subTest(words):
+                done = subprocess.run([*EMULATOR, TOOL, *words], stderr=full, timeout=LONGEST)
+                self.assertEqual(done.returncode, status)
+
 
 class FaultyPlugin(ToolTest):
     """A plug-in that gets one thing wrong is found out."""

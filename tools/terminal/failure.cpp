@@ -1,13 +1,11 @@
 #include "terminal/failure.h"
 
-#include <fmt/format.h>
-
 #include <cerrno>
 #include <cstdio>
 #include <system_error>
 
-void complain(const std::string &text) {
-    fmt::print(stderr, "sorn-tool: {}\n", text);
+void complain(const std::string &text) noexcept {
+    std::fprintf(stderr, "sorn-tool: %s\n", text.c_str());
 }
 
 void flush_output() {

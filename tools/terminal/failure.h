@@ -28,8 +28,9 @@ private:
     Exit status_;
 };
 
-// Writes one line to standard error, after the program's name.
-void complain(const std::string &text);
+// Writes one line to standard error, after the program's name. Where it cannot be written, the exit
+// status alone tells.
+void complain(const std::string &text) noexcept;
 
 // Writes out what was printed so far. Throws std::system_error when that cannot be done.
 void flush_output();

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <string>
 
 #include "terminal/text.h"
@@ -35,7 +36,7 @@ Progress::Progress(std::int64_t total, bool wanted)
       next_(start_ + kBetween) {}
 
 Progress::~Progress() {
-    if (drawn_) fmt::print(stderr, "\r\033[K");
+    if (drawn_) std::fputs("\r\033[K", stderr);
 }
 
 void Progress::show(std::int64_t done) {
@@ -59,6 +60,6 @@ void Progress::draw(std::int64_t done) const {
     const std::int64_t room = terminal_width() - 3 - static_cast<std::int64_t>(figures.size());
     const auto width = static_cast<std::size_t>(std::clamp<std::int64_t>(room, 0, kWidestBar));
     const auto filled = static_cast<std::size_t>(part * static_cast<double>(width));
-    fmt::print(stderr, "\r[{}{}]{}\033[K", std::string(filled, '#'),
-               std::string(width - filled, '-'), figures);
+    const std::string bar = std::string(filled, '#') + std::string(width - filled, '-');
+    std::fputs(fmt::format("\r[{}]{}\033[K", bar, figures).c_str(), stderr);
 }
