@@ -52,9 +52,10 @@ TEST(RefusalText, SaysWhereForEveryReasonThatHasAPosition) {
 TEST(RefusalText, TellsWhatNoFileBringsAbout) {
     EXPECT_EQ(refused(AviReason::no_memory), "refused: memory ran out");
     EXPECT_EQ(refused(AviReason::cannot_open), "refused: the file cannot be opened");
-    EXPECT_EQ(refused(AviReason::bad_text_format),
-              "refused: the stream list at 0x14 has a text format at 0x28 that the file cuts short: "
-              "the file ends at 0x130");
+    EXPECT_EQ(
+        refused(AviReason::bad_text_format),
+        "refused: the stream list at 0x14 has a text format at 0x28 that the file cuts short: "
+        "the file ends at 0x130");
 }
 
 }  // namespace

@@ -33,17 +33,18 @@ struct Chunk {
 // The forms and lists around a chunk, the outermost first.
 using Parents = std::span<const Chunk>;
 
+// Hears what the walk comes by, in the order of the file.
 class ChunkVisitor {
 public:
     virtual ~ChunkVisitor() = default;
     // A form or list, before and after what it holds. Of one that misleads, where it ends is known
     // only after: `held` is then another.
-    virtual void enter(const Chunk &list, Parents parents) = 0;
-    virtual void leave(const Chunk &list, Parents parents) = 0;
+    virtual void enter(const Chunk & /*list*/, Parents /*parents*/) {}
+    virtual void leave(const Chunk & /*list*/, Parents /*parents*/) {}
     // A chunk without chunks of its own.
     virtual void visit(const Chunk &chunk, Parents parents) = 0;
     // Bytes at the end of the file, a form or a list that are too few for a chunk.
-    virtual void lost(std::int64_t pos, std::int64_t size, Parents parents) = 0;
+    virtual void lost(std::int64_t /*pos*/, std::int64_t /*size*/, Parents /*parents*/) {}
     // Zeros where a chunk should begin, and what follows them up to the next chunk.
     virtual void hole(std::int64_t pos, std::int64_t size, Parents parents) {
         lost(pos, size, parents);

@@ -54,17 +54,9 @@ std::string examined_text(const Examined &examined) {
                        examined.index_entries == 1 ? "entry" : "entries");
 }
 
+// The levels there have our words, but none is for a refusal.
 const char *sarif_level(Severity severity) {
-    switch (severity) {
-    case Severity::refusal:
-    case Severity::error:
-        return "error";
-    case Severity::warning:
-        return "warning";
-    case Severity::note:
-        return "note";
-    }
-    return "none";
+    return severity_word(severity == Severity::refusal ? Severity::error : severity);
 }
 
 // A path as a reference: bytes that a URI cannot hold are written as %NN.
@@ -74,7 +66,7 @@ std::string as_uri(const std::string &path) {
     for (const char c : path) {
         const auto byte = static_cast<unsigned char>(c);
         const bool plain =
-            (byte < 0x80 && std::isalnum(byte) != 0) || kPlain.find(c) != kPlain.npos;
+            (byte < 0x80 && std::isalnum(byte) != 0) || kPlain.find(c) != std::string_view::npos;
         uri += plain ? std::string(1, c) : fmt::format("%{:02X}", byte);
     }
     return path.starts_with('/') ? "file://" + uri : uri;

@@ -94,7 +94,7 @@ void print_super_indexes(const AviReaderState &reader) {
 }
 
 // The record has the position of what follows the header.
-void print_list(const char *label, std::int64_t pos, std::int64_t header, const AviBlob &blob,
+void print_list(const char *label, std::int64_t pos, std::uint32_t header, const AviBlob &blob,
                 const char *id) {
     if (pos == 0) return;
     if (blob.present == 0) {

@@ -231,7 +231,6 @@ public:
     explicit JsonTree(const AviReaderState *reader) : kept_(reader) {}
 
     void enter(const Chunk &list, Parents parents) override { print(list, parents); }
-    void leave(const Chunk &, Parents) override {}
     void visit(const Chunk &chunk, Parents parents) override { print(chunk, parents); }
 
     void lost(std::int64_t pos, std::int64_t size, Parents parents) override {

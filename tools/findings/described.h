@@ -70,9 +70,7 @@ public:
     explicit Described(const InputFile &file) : file_(file) {}
 
     void enter(const Chunk &list, Parents parents) override;
-    void leave(const Chunk &, Parents) override {}
     void visit(const Chunk &chunk, Parents parents) override;
-    void lost(std::int64_t, std::int64_t, Parents) override {}
 
     [[nodiscard]] const std::optional<Fields> &main_header() const { return main_header_; }
     // The chunk of it, also of one that is too short for its fields.

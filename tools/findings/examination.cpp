@@ -9,7 +9,7 @@ Examination::Examination(const InputFile &file, const AviReaderState *reader)
       sizes_(file, findings_),
       media_(described_, findings_),
       indexes_(file, described_, media_, findings_),
-      extensions_(file, described_, findings_) {
+      extensions_(described_, findings_) {
     if (reader != nullptr) reader_.emplace(file, *reader, findings_);
 }
 

@@ -146,7 +146,7 @@ void ExtensionChecks::enter(const Chunk &list, Parents parents) {
     }
 }
 
-void ExtensionChecks::leave(const Chunk &list, Parents) {
+void ExtensionChecks::leave(const Chunk &list, Parents /*parents*/) {
     if (!is_extension_list(list) || list_has_chunk_) return;
     findings_.add("extension_list_empty", list.pos,
                   fmt::format("{} is without {}", at(list),

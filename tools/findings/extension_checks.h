@@ -11,13 +11,12 @@
 
 class ExtensionChecks : public ChunkVisitor {
 public:
-    ExtensionChecks(const InputFile &file, const Described &described, Findings &findings)
-        : file_(file), described_(described), findings_(findings) {}
+    ExtensionChecks(const Described &described, Findings &findings)
+        : described_(described), findings_(findings) {}
 
     void enter(const Chunk &list, Parents parents) override;
     void leave(const Chunk &list, Parents parents) override;
     void visit(const Chunk &chunk, Parents parents) override;
-    void lost(std::int64_t, std::int64_t, Parents) override {}
     void finish();
 
 private:
@@ -27,7 +26,6 @@ private:
     void check_stream_chunk(const Chunk &chunk);
     void check_format_length(const Chunk &format);
 
-    const InputFile &file_;
     const Described &described_;
     Findings &findings_;
     std::optional<Chunk> menu_form_;

@@ -84,7 +84,7 @@ void IndexChecks::finish() {
 // ---- "idx1"
 
 IndexChecks::Entry IndexChecks::entry_of(const unsigned char *bytes, std::int64_t pos,
-                                         std::int64_t origin) const {
+                                         std::int64_t origin) {
     return {pos,
             {avi_get_u32le(bytes)},
             avi_get_u32le(bytes + 4),

@@ -20,10 +20,7 @@ public:
                 Findings &findings)
         : file_(file), described_(described), media_(media), findings_(findings) {}
 
-    void enter(const Chunk &, Parents) override {}
-    void leave(const Chunk &, Parents) override {}
     void visit(const Chunk &chunk, Parents parents) override;
-    void lost(std::int64_t, std::int64_t, Parents) override {}
     void finish();
 
     [[nodiscard]] std::uint64_t entries() const { return entries_; }
@@ -56,8 +53,8 @@ private:
     [[nodiscard]] std::optional<Header> header_at(std::int64_t pos) const;
     template <typename Use>
     void for_each_record(std::int64_t pos, std::uint64_t count, std::size_t size, Use use) const;
-    [[nodiscard]] Entry entry_of(const unsigned char *bytes, std::int64_t pos,
-                                 std::int64_t origin) const;
+    [[nodiscard]] static Entry entry_of(const unsigned char *bytes, std::int64_t pos,
+                                        std::int64_t origin);
     [[nodiscard]] bool leads(const Entry &entry) const;
     [[nodiscard]] std::optional<std::int64_t> origin_of(const Chunk &index) const;
     void check_first_index();

@@ -114,8 +114,7 @@ bool Kept::passed_over(const Chunk &chunk, Parents parents) const {
     if (is_list(chunk, "hdrl")) return !was_read(chunk);
     // The second list of a menu form is its first chunk.
     if (is_list(chunk, "QMNU") && parents.size() == 1 && parents[0].pos != 0) {
-        return chunk.pos + 2 * kListHeaderSize < reader_->form_menu_pos ||
-               reader_->form_menu_pos == 0;
+        return chunk.pos + kMenuFormHeader < reader_->form_menu_pos || reader_->form_menu_pos == 0;
     }
     if (!is_chunk(chunk, "strn") || parents.empty()) return true;
     // Of a text stream's name its kind is left.

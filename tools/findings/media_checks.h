@@ -25,10 +25,7 @@ public:
     MediaChecks(const Described &described, Findings &findings)
         : described_(described), findings_(findings) {}
 
-    void enter(const Chunk &, Parents) override {}
-    void leave(const Chunk &, Parents) override {}
     void visit(const Chunk &chunk, Parents parents) override;
-    void lost(std::int64_t, std::int64_t, Parents) override {}
     void finish();
 
     [[nodiscard]] const MediaTally &tally(std::size_t stream) const { return tallies_[stream]; }

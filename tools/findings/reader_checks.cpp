@@ -146,7 +146,7 @@ void ReaderChecks::enter(const Chunk &list, Parents parents) {
     if (is_list(list, "strl")) stream_ = stream_of_list(reader_, list.pos);
 }
 
-void ReaderChecks::leave(const Chunk &list, Parents) {
+void ReaderChecks::leave(const Chunk &list, Parents /*parents*/) {
     if (is_list(list, "strl")) stream_ = -1;
 }
 

@@ -16,7 +16,6 @@ public:
     void enter(const Chunk &list, Parents parents) override;
     void leave(const Chunk &list, Parents parents) override;
     void visit(const Chunk &chunk, Parents parents) override;
-    void lost(std::int64_t, std::int64_t, Parents) override {}
     void finish();
 
 private:

@@ -333,6 +333,6 @@ std::string refused_text(const AviRefusal &refusal, const InputFile &file) {
     const std::string sentence = refusal_sentence(refusal, file);
     const std::int64_t pos = refusal_place(refusal, file);
     const std::string place = fmt::format("at 0x{:x}", pos);
-    const bool says_where = pos < 0 || sentence.find(place) != sentence.npos;
+    const bool says_where = pos < 0 || sentence.find(place) != std::string::npos;
     return says_where ? "refused: " + sentence : fmt::format("refused {}: {}", place, sentence);
 }

@@ -16,10 +16,11 @@ void SizeChecks::check_size(const Chunk &chunk, Parents parents) {
     const std::string declares =
         fmt::format("{} declares {}", at(chunk), count_of(chunk.declared, "byte"));
     const std::string there = bytes_text(chunk.held);
-    if (chunk.cut_short() && chunk.end() == file_size_) {
+    const std::int64_t end = chunk.end();
+    if (chunk.cut_short() && end == file_size_) {
         findings_.add("claims_too_much", chunk.pos,
                       fmt::format("{}: the file ends after {}", declares, there));
-    } else if (chunk.cut_short() && !parents.empty() && chunk.end() == parents.back().end()) {
+    } else if (chunk.cut_short() && !parents.empty() && end == parents.back().end()) {
         findings_.add("claims_too_much", chunk.pos,
                       fmt::format("{}: what holds it ends after {}", declares, there));
     } else if (!chunk.misleads || chunk.held == chunk.declared) {

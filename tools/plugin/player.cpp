@@ -249,7 +249,9 @@ private:
         const bool can_be = avi_stream_number(chunk.id).has_value() && size == chunk.size &&
                             chunk.payload() <= kLargestSeek;
         const ChunkKind kind = can_be ? avi_chunk_kind(chunk.id, false) : ChunkKind::unknown;
-        if (audio != (kind == ChunkKind::audio) || video != (kind == ChunkKind::compressed_video)) {
+        const std::uint64_t audio_due = kind == ChunkKind::audio ? 1 : 0;
+        const std::uint64_t video_due = kind == ChunkKind::compressed_video ? 1 : 0;
+        if (audio != audio_due || video != video_due) {
             file_.disagree(fmt::format("the {} chunk at {} was not taken for what it is",
                                        text_of(chunk.id), chunk.pos));
         }

@@ -27,8 +27,9 @@ void *load(const std::string &path) {
     void *library = dlopen(full_path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) {
         const char *reason = dlerror();
-        throw Failure(Exit::no_plugin, fmt::format("cannot load the plug-in: {}",
-                                                   path_text(reason ? reason : full_path)));
+        throw Failure(Exit::no_plugin,
+                      fmt::format("cannot load the plug-in: {}",
+                                  path_text(reason != nullptr ? reason : full_path)));
     }
     return library;
 }
@@ -65,8 +66,9 @@ const char *program_path() {
     return reinterpret_cast<const char *>(getauxval(AT_EXECFN));
 }
 
-void print_message(int line, const char *file, unsigned int category, unsigned int level,
-                   const char *format, va_list arguments) {
+__attribute__((format(printf, 5, 0))) void print_message(int line, const char *file,
+                                                         unsigned int category, unsigned int level,
+                                                         const char *format, va_list arguments) {
     std::fprintf(stderr, "%-6s %x/%x %s:%d: ", category_name(category), category, level, file,
                  line);
     std::vfprintf(stderr, format, arguments);
