@@ -2,8 +2,8 @@
 """Holds the documents against the project: what they say to run runs, what they name is there.
 
   * A command in a ```sh fence runs and succeeds, in a folder that looks like the repository after
-    a release build and also holds film.avi and broken.avi; or documented_commands.txt names what
-    runs it in CI.
+    a release build and also holds film.avi, a sample, and broken.avi, the same as a recorder leaves
+    it that lost power; or documented_commands.txt names what runs it in CI.
   * A ```console fence shows commands ("$ ...") with exactly the output that they have.
   * C in a fence compiles against the public header, Python compiles.
   * Every relative link leads somewhere, and every file that is named `like/this` exists.
@@ -48,7 +48,7 @@ class Project:
     def documents(self):
         inside = sorted(f for f in self.files if f.parts[0] == "docs" and f.suffix == ".md")
         outside = sorted(f for f in self.files if len(f.parts) == 1 and f.suffix == ".md")
-        return outside + inside
+        return outside + inside + [Path("samples/README.md")]
 
     def manual_pages(self):
         return sorted(f for f in self.files
@@ -294,10 +294,10 @@ class Check:
                 (self.folder / entry.name).symlink_to(entry)
         (self.folder / "build").mkdir()
         (self.folder / "build/release").symlink_to(self.options.build)
-        subprocess.run([self.options.write_files, self.folder], check=True)
-        (self.folder / "rich.avi").rename(self.folder / "film.avi")
-        film = (self.folder / "film.avi").read_bytes()
-        (self.folder / "broken.avi").write_bytes(film[:1000])
+        film = (self.options.source / "samples/mpeg4-mp3.avi").read_bytes()
+        (self.folder / "film.avi").write_bytes(film)
+        before, movi, media = film.partition(b"movi")
+        (self.folder / "broken.avi").write_bytes(before[:-4] + bytes(4) + movi + media)
 
     def everything(self):
         with tempfile.TemporaryDirectory() as folder:
@@ -324,8 +324,6 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--source", type=existing, required=True)
     parser.add_argument("--build", type=existing, required=True)
-    parser.add_argument("--write-files", type=existing, required=True,
-                        help="the built tests/write_files.cpp")
     parser.add_argument("--cc", default="cc")
     parser.add_argument("--no-commands", action="store_true",
                         help="only look: for builds that other programs cannot link against")
