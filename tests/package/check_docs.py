@@ -6,6 +6,7 @@
     it that lost power; or documented_commands.txt names what runs it in CI.
   * A ```console fence shows commands ("$ ...") with exactly the output that they have.
   * C in a fence compiles against the public header, Python compiles.
+  * Programs of the build that it names are made by CMake.
   * Every relative link leads somewhere, and every file that is named `like/this` exists.
   * README.md tells the licence that LICENSE tells.
   * Manual pages format without a warning, one for each exported function, with its prototype.
@@ -233,6 +234,11 @@ class Check:
             elif anchor and anchor not in headings(read(self.options.source / file)):
                 self.fail(document, f"{file} has no heading #{anchor}")
 
+    def check_programs_built(self, document, text):
+        for built in re.findall(r"--target (\w+)|build/\w+/bin/(\w+_test)", text):
+            if f"add_executable({''.join(built)}" not in self.cmake:
+                self.fail(document, f"nothing builds {''.join(built)}")
+
     def check_document(self, document):
         text = read(self.options.source / document)
         for language, block in FENCE.findall(text):
@@ -244,6 +250,7 @@ class Check:
         prose = FENCE.sub("", text)
         if "```" in prose:
             self.fail(document, "a fence is not closed")
+        self.check_programs_built(document, text)
         self.check_names(document, prose)
         self.check_links(document, prose)
 
