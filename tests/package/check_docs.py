@@ -8,6 +8,7 @@
   * C in a fence compiles against the public header, Python compiles.
   * Programs of the build that it names are made by CMake.
   * Every relative link leads somewhere, and every file that is named `like/this` exists.
+  * CONTRIBUTING.md names every script, and CI comes by it.
   * README.md tells the licence that LICENSE tells.
   * Manual pages format without a warning, one for each exported function, with its prototype.
 
@@ -288,6 +289,17 @@ class Check:
 
     # ---- everything
 
+    def check_scripts(self):
+        table = read(self.options.source / "CONTRIBUTING.md")
+        reached = self.project.run_in_ci()
+        for script in self.project.files:
+            if script.parts[0] != "scripts" or script.suffix:
+                continue
+            if f"`{script}`" not in table:
+                self.fail("CONTRIBUTING.md", f"does not name {script}")
+            if script not in reached:
+                self.fail(script, "nothing in CI runs it")
+
     def check_licence(self):
         """What LICENSE says first is what README.md says."""
         first = read(self.options.source / "LICENSE").partition("\n")[0]
@@ -314,6 +326,7 @@ class Check:
                 self.check_document(document)
         self.check_runners()
         self.check_manual_pages()
+        self.check_scripts()
         self.check_licence()
 
 
