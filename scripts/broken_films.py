@@ -73,6 +73,7 @@ def broken(film):
 
 def main():
     film, folder = Path(sys.argv[1]).read_bytes(), Path(sys.argv[2])
+    folder.mkdir(parents=True, exist_ok=True)
     manifest = []
     for name, damage, data, words, first, last in broken(film):
         (folder / f"{name}.avi").write_bytes(data)

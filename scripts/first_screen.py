@@ -1,31 +1,31 @@
 #!/usr/bin/env python3
-"""first_screen.py TOOL FILM OUTPUT: draws README.md's picture: the tool's map of a film, and below
-it what the tool's `check` says of two broken copies of the film. It is light or dark as its reader's
-screen is."""
+"""first_screen.py TOOL FILM OUTPUT: draws README.md's picture: what the tool's `check` says of a
+broken copy of the film, and its map of that copy. It is light or dark as its reader's screen is."""
 
 import re
 import subprocess
 import sys
 import tempfile
+import textwrap
 from pathlib import Path
 from xml.sax.saxutils import escape
 
 from broken_films import broken
 
-SHOWN = ("never-closed", "cut-media")
-LINE, MARGIN = 19, 24
+SHOWN = "never-closed"
+LINE, MARGIN, COLUMNS = 19, 24, 128
 
 
 def say(tool, film, folder):
-    """A terminal with the two films checked in it."""
-    for name, _, data, *_ in broken(film.read_bytes()):
-        if name in SHOWN:
-            Path(folder, f"{name}.avi").write_bytes(data)
-    for name in SHOWN:
-        yield f"$ sorn-tool check {name}.avi"
-        done = subprocess.run([tool, "check", f"{name}.avi"], cwd=folder, capture_output=True,
-                              text=True)
-        yield from (done.stdout + done.stderr).splitlines()
+    """A terminal in which the broken film is checked and drawn, and what is drawn."""
+    copy, picture = f"{SHOWN}.avi", f"{SHOWN}.svg"
+    Path(folder, copy).write_bytes(next(data for name, _, data, *_ in broken(film.read_bytes()) if name == SHOWN))
+    done = subprocess.run([tool, "check", copy], cwd=folder, capture_output=True, text=True)
+    subprocess.run([tool, "map", copy, "-o", picture], cwd=folder, check=True)
+    lines = [part for line in (done.stdout + done.stderr).splitlines()
+             for part in textwrap.wrap(line, COLUMNS, drop_whitespace=False)]
+    return ([f"$ sorn-tool check {copy}", *lines, f"$ sorn-tool map {copy} -o {picture}"],
+            Path(folder, picture).read_text())
 
 
 def terminal(lines, y, width):
@@ -51,18 +51,16 @@ STYLE = """<style>
 def main():
     tool, film, output = (Path(argument).resolve() for argument in sys.argv[1:])
     with tempfile.TemporaryDirectory() as folder:
-        picture = Path(folder, "map.svg")
-        subprocess.run([tool, "map", film, "-o", picture], check=True)
-        map_svg = picture.read_text()
-        lines = list(say(tool, film, folder))
+        lines, map_svg = say(tool, film, folder)
     width, height = map(int, re.search(r'viewBox="0 0 (\d+) (\d+)"', map_svg).groups())
-    whole = height + LINE * len(lines) + 3 * MARGIN - 8
+    above = LINE * len(lines) + 3 * MARGIN - 8
+    whole = above + height
+    placed = f'y="{above}" width="{width}" height="{height}"'
     output.write_text("\n".join([
         f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {width} {whole}" width="{width}" '
-        f'height="{whole}" role="img" aria-label="A map of a film, and two broken films checked">',
+        f'height="{whole}" role="img" aria-label="A broken film, checked and drawn">',
         STYLE, f'<rect class="paper-below" width="{width}" height="{whole}"/>',
-        map_svg.replace('width="100%"', f'width="{width}" height="{height}"').strip(),
-        *terminal(lines, height, width), "</svg>", ""]))
+        *terminal(lines, MARGIN, width), map_svg.replace('width="100%"', placed, 1).strip(), "</svg>", ""]))
 
 
 if __name__ == "__main__":

@@ -27,8 +27,9 @@
  *     }
  *
  * Open accepts a file whose first form is an AVI form with a non-empty "movi" list; a header list
- * before it has to be in order, but need not be there. After that the file is read as it stands: a
- * read delivers exactly the bytes at the position, whatever they belong to.
+ * before it has to be in order, but need not be there. One to four stray bytes behind the last form
+ * can have it refused, too. After that the file is read as it stands: a read delivers exactly the
+ * bytes at the position, whatever they belong to.
  *
  * Logging. The library writes nothing itself. It calls a function that the process must provide,
  * by the platform's debug-message library or by the loading program itself:
@@ -95,8 +96,8 @@ enum {
  * Returns DRM_SVC_SORN_OK, or with nothing left to release:
  *   DRM_SVC_SORN_CANNOT_OPEN  `path` is null, the file cannot be opened or read, its first form is
  *                             no AVI form, its header list is malformed or has more than 19
- *                             streams or 12 of a kind, it has no "movi" list or an empty one, or
- *                             there is no memory for its record
+ *                             streams or 12 of a kind, it has no "movi" list or an empty one, one
+ *                             to four stray bytes end it, or there is no memory for its record
  *   DRM_SVC_SORN_NO_MEMORY    there is no memory for the handle
  */
 DRM_SVC_SORN_EXPORT int64_t drm_svc_sorn_open_file(const char *path, SvcFileHandle **new_handle);

@@ -2,11 +2,13 @@
 """Holds the documents against the project: what they say to run runs, what they name is there.
 
   * A command in a ```sh fence runs and succeeds, in a folder that looks like the repository after
-    a release build and also holds film.avi and broken.avi; or documented_commands.txt names what
-    runs it in CI.
+    a release build and also holds film.avi, a sample, and broken.avi, the same as a recorder leaves
+    it that lost power; or documented_commands.txt names what runs it in CI.
   * A ```console fence shows commands ("$ ...") with exactly the output that they have.
   * C in a fence compiles against the public header, Python compiles.
+  * Programs of the build that it names are made by CMake.
   * Every relative link leads somewhere, and every file that is named `like/this` exists.
+  * CONTRIBUTING.md names every script, and CI comes by it.
   * README.md tells the licence that LICENSE tells.
   * Manual pages format without a warning, one for each exported function, with its prototype.
 
@@ -48,7 +50,7 @@ class Project:
     def documents(self):
         inside = sorted(f for f in self.files if f.parts[0] == "docs" and f.suffix == ".md")
         outside = sorted(f for f in self.files if len(f.parts) == 1 and f.suffix == ".md")
-        return outside + inside
+        return outside + inside + [Path("samples/README.md")]
 
     def manual_pages(self):
         return sorted(f for f in self.files
@@ -233,6 +235,11 @@ class Check:
             elif anchor and anchor not in headings(read(self.options.source / file)):
                 self.fail(document, f"{file} has no heading #{anchor}")
 
+    def check_programs_built(self, document, text):
+        for built in re.findall(r"--target (\w+)|build/\w+/bin/(\w+_test)", text):
+            if f"add_executable({''.join(built)}" not in self.cmake:
+                self.fail(document, f"nothing builds {''.join(built)}")
+
     def check_document(self, document):
         text = read(self.options.source / document)
         for language, block in FENCE.findall(text):
@@ -244,6 +251,7 @@ class Check:
         prose = FENCE.sub("", text)
         if "```" in prose:
             self.fail(document, "a fence is not closed")
+        self.check_programs_built(document, text)
         self.check_names(document, prose)
         self.check_links(document, prose)
 
@@ -281,6 +289,17 @@ class Check:
 
     # ---- everything
 
+    def check_scripts(self):
+        table = read(self.options.source / "CONTRIBUTING.md")
+        reached = self.project.run_in_ci()
+        for script in self.project.files:
+            if script.parts[0] != "scripts" or script.suffix:
+                continue
+            if f"`{script}`" not in table:
+                self.fail("CONTRIBUTING.md", f"does not name {script}")
+            if script not in reached:
+                self.fail(script, "nothing in CI runs it")
+
     def check_licence(self):
         """What LICENSE says first is what README.md says."""
         first = read(self.options.source / "LICENSE").partition("\n")[0]
@@ -294,10 +313,10 @@ class Check:
                 (self.folder / entry.name).symlink_to(entry)
         (self.folder / "build").mkdir()
         (self.folder / "build/release").symlink_to(self.options.build)
-        subprocess.run([self.options.write_files, self.folder], check=True)
-        (self.folder / "rich.avi").rename(self.folder / "film.avi")
-        film = (self.folder / "film.avi").read_bytes()
-        (self.folder / "broken.avi").write_bytes(film[:1000])
+        film = (self.options.source / "samples/mpeg4-mp3.avi").read_bytes()
+        (self.folder / "film.avi").write_bytes(film)
+        before, movi, media = film.partition(b"movi")
+        (self.folder / "broken.avi").write_bytes(before[:-4] + bytes(4) + movi + media)
 
     def everything(self):
         with tempfile.TemporaryDirectory() as folder:
@@ -307,6 +326,7 @@ class Check:
                 self.check_document(document)
         self.check_runners()
         self.check_manual_pages()
+        self.check_scripts()
         self.check_licence()
 
 
@@ -324,8 +344,6 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--source", type=existing, required=True)
     parser.add_argument("--build", type=existing, required=True)
-    parser.add_argument("--write-files", type=existing, required=True,
-                        help="the built tests/write_files.cpp")
     parser.add_argument("--cc", default="cc")
     parser.add_argument("--no-commands", action="store_true",
                         help="only look: for builds that other programs cannot link against")

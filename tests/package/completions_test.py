@@ -25,8 +25,13 @@ def zsh(line):
     return re.sub(r"\x1b\[[0-9;?]*[A-Za-z]", " ", shown)  # without what moves the cursor
 
 
-def names(options):
-    return set(re.findall(r"(?<![\w-])--[\w-]+", options))
+def offered_options(shown):
+    return set(re.findall(r"(?<![\w-])--[\w-]+", shown))
+
+
+def options_of(command):
+    """Those that have a line of their own in the command's --help: its text may speak of others'."""
+    return set(re.findall(r"^  (?:-\w,)?(--[\w-]+)", output_of(TOOL, command, "--help"), re.MULTILINE))
 
 
 def main():
@@ -40,7 +45,7 @@ def main():
         offered = shell("sorn-tool ")
         missing += [f"{shell.__name__}: {c}" for c in commands if not re.search(rf"\b{c}\b", offered)]
         for command in commands:
-            absent = names(output_of(TOOL, command, "--help")) - names(shell(f"sorn-tool {command} --"))
+            absent = options_of(command) - offered_options(shell(f"sorn-tool {command} --"))
             missing += [f"{shell.__name__}: {command} {option}" for option in sorted(absent)]
     for what in missing:
         print(f"not offered by {what}", file=sys.stderr)

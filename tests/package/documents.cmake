@@ -7,8 +7,7 @@ if(DRM_SORN_SANITIZE OR DRM_SORN_COVERAGE)
     set(without_commands --no-commands)
 endif()
 add_test(NAME documents COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_LIST_DIR}/check_docs.py
-    --source ${PROJECT_SOURCE_DIR} --build ${PROJECT_BINARY_DIR}
-    --write-files $<TARGET_FILE:write_files> --cc ${CMAKE_C_COMPILER}
+    --source ${PROJECT_SOURCE_DIR} --build ${PROJECT_BINARY_DIR} --cc ${CMAKE_C_COMPILER}
     ${without_commands})
 set_tests_properties(documents PROPERTIES TIMEOUT 600)
 add_test(NAME documents.numbers COMMAND ${Python3_EXECUTABLE}

@@ -13,10 +13,26 @@ complete -c sorn-tool -n $none -l version -d 'Show the version'
 complete -c sorn-tool -l help -d 'Show the options'
 
 complete -c sorn-tool -n "__fish_seen_subcommand_from $commands" -k -a '(__fish_complete_suffix .avi)'
-complete -c sorn-tool -n '__fish_seen_subcommand_from play check tree map' -l no-progress -d 'Show no progress bar'
-complete -c sorn-tool -n '__fish_seen_subcommand_from info check tree' -l json -d 'Print JSON'
-complete -c sorn-tool -n '__fish_seen_subcommand_from play' -l plugin -r -F -d 'The plug-in to load'
-complete -c sorn-tool -n '__fish_seen_subcommand_from play' -l verify -d 'Compare what is delivered with the file'
-complete -c sorn-tool -n '__fish_seen_subcommand_from play' -l log -d "Print the plug-in's messages"
-complete -c sorn-tool -n '__fish_seen_subcommand_from tree' -l all -d 'A line for each chunk'
-complete -c sorn-tool -n '__fish_seen_subcommand_from map' -s o -l output -r -F -d 'The file to write'
+
+function __sorn_tool_option
+    complete -c sorn-tool -n "__fish_seen_subcommand_from $argv[1]" $argv[2..]
+end
+__sorn_tool_option 'play check tree map' -l no-progress -d 'Show no progress bar'
+__sorn_tool_option 'play info check tree' -l json -d 'Print JSON'
+__sorn_tool_option 'play check' -s q -l quiet -d 'Tell only what is wrong'
+__sorn_tool_option 'check map' -s j -l jobs -x -d 'So many files at once'
+__sorn_tool_option play -l plugin -r -F -d 'The plug-in to load'
+__sorn_tool_option play -l verify -d 'Compare what is delivered with the file'
+__sorn_tool_option play -l log -d "Print the plug-in's messages"
+__sorn_tool_option check -l sarif -d 'Print a SARIF log'
+__sorn_tool_option check -l strict -d 'Exit with 1 also for an error or a warning'
+__sorn_tool_option check -l rules -d 'Print what is looked for'
+__sorn_tool_option check -l explain -x -d 'Print what a rule means' \
+    -a "(sorn-tool check --rules 2>/dev/null | string match -r '^[a-z][a-z_0-9]*')"
+__sorn_tool_option tree -l depth -x -d 'Show so many levels'
+__sorn_tool_option tree -l id -x -d 'Show what has this id or type'
+__sorn_tool_option tree -l at -x -d 'Show what holds this byte'
+__sorn_tool_option tree -l all -d 'A line for each chunk'
+__sorn_tool_option tree -l color -x -a 'auto always never' -d 'When to use colours'
+__sorn_tool_option map -s o -l output -r -F -d 'The file or folder to write'
+functions -e __sorn_tool_option
