@@ -4,7 +4,8 @@ include(CTest)
 option(DRM_SORN_TOOL "Build sorn-tool" ON)
 option(DRM_SORN_EXAMPLES "Build the example programs" ${BUILD_TESTING})
 option(DRM_SORN_BENCH "Build the benchmarks" OFF)
-option(DRM_SORN_CLIENTS "Build the players over the plug-in" OFF)
+set(DRM_SORN_CLIENTS OFF CACHE STRING "Players over the plug-in to build: ON for those whose \
+development files are there, or a list of those that have to be: avformat, gstreamer, mpv, vlc")
 
 # Short names for what only this build uses.
 add_library(avi_reader ALIAS drm-sorn-reader)
