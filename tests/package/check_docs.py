@@ -74,6 +74,10 @@ class Project:
         return reached
 
 
+# To be run by hand before what they are about changes.
+TOO_LONG_FOR_CI = ("scripts/bench", "scripts/damage-films", "scripts/mutate")
+
+
 def listed(path):
     return [line.strip() for line in read(path).splitlines()
             if line.strip() and not line.startswith("#")]
@@ -297,7 +301,7 @@ class Check:
                 continue
             if f"`{script}`" not in table:
                 self.fail("CONTRIBUTING.md", f"does not name {script}")
-            if script not in reached:
+            if script not in reached and str(script) not in TOO_LONG_FOR_CI:
                 self.fail(script, "nothing in CI runs it")
 
     def check_licence(self):
