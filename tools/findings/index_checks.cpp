@@ -53,8 +53,8 @@ void IndexChecks::for_each_record(std::int64_t pos, std::uint64_t count, std::si
                                   Use use) const {
     std::vector<unsigned char> block(4096 * size);
     while (count > 0) {
-        const std::size_t wanted = std::min<std::uint64_t>(count, 4096) * size;
-        const std::size_t got = file_.read(block.data(), wanted, pos) / size;
+        const auto records = static_cast<std::size_t>(std::min<std::uint64_t>(count, 4096));
+        const std::size_t got = file_.read(block.data(), records * size, pos) / size;
         for (std::size_t i = 0; i < got; ++i) {
             use(&block[i * size], pos + static_cast<std::int64_t>(i * size));
         }
