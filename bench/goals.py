@@ -23,8 +23,12 @@ class Goal:
 # Group, file prefix, rival: our time as a share of the rival's.
 RATIOS = {
     ("open", "film-1MB", "libavformat"): Goal(0.06),
-    ("open", "film-200MB", "libavformat"): Goal(0.01),
+    ("open", "film-200MB", "libavformat"): Goal(0.01, (
+        "system calls, of which an open makes 13, cost more on this machine than where the goal was "
+        "set: opening and closing a file takes 2 µs alone, and took 0.65 there")),
     ("open", "film", "walker_stream"): Goal(1.5),
+    ("pass", "film-200MB", "same_calls"): Goal(0.95, (
+        "the kernel copies chunks of 28 KB for both, which is nearly all of the time")),
     ("pass", "film", "same_calls"): Goal(0.95),
     ("pass", "film-1MB", "libavformat"): Goal(0.4),
     ("pass", "film-1MB", "pread"): Goal(1.15),
