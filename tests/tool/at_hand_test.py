@@ -3,7 +3,6 @@ tool_test.py."""
 
 import json
 import os
-import pty
 import re
 import shutil
 import signal
@@ -205,7 +204,7 @@ class Words(GivenTest):
         self.assertIn("\033[1m", coloured)
         self.assert_fails(run("tree", "--color=red", path), USAGE, "--color red", "auto")
         for option, seen in (("auto", True), ("never", False)):
-            master, slave = pty.openpty()
+            master, slave = self.open_terminal()
             environment = {key: value for key, value in os.environ.items() if key != "NO_COLOR"}
             process = subprocess.Popen([*EMULATOR, TOOL, "tree", f"--color={option}", path],
                                        stdout=slave, env=environment)

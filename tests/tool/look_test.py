@@ -2,7 +2,6 @@
 
 import json
 import os
-import pty
 import re
 import signal
 import struct
@@ -478,7 +477,7 @@ class Tree(LookTest):
 
     def in_terminal(self, env=None):
         """What the tool writes to a terminal that is its standard output and error."""
-        master, slave = pty.openpty()
+        master, slave = self.open_terminal()
         process = subprocess.Popen([*EMULATOR, TOOL, "tree", SAMPLES / "extensions.avi"], stdout=slave,
                                    stderr=slave, env={**os.environ, **(env or {})})
         os.close(slave)
@@ -516,7 +515,7 @@ class LongWork(LookTest):
 
     def interrupt(self, *arguments, stdout=subprocess.DEVNULL):
         """Stops the tool as soon as it shows how far it is; what it wrote to the terminal."""
-        master, slave = pty.openpty()
+        master, slave = self.open_terminal()
         process = subprocess.Popen([*EMULATOR, TOOL, *arguments], stdout=stdout, stderr=slave)
         os.close(slave)
         written = b""

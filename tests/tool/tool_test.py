@@ -86,6 +86,13 @@ def filler(count, seed=0):
 
 
 class ToolTest(unittest.TestCase):
+    def open_terminal(self):
+        """The two ends of a terminal."""
+        try:
+            return pty.openpty()
+        except OSError as error:
+            self.skipTest(f"there is no terminal to be had: {error}")
+
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
@@ -428,7 +435,7 @@ class FaultyPlugin(ToolTest):
 
     def on_terminal(self, *options):
         """Standard error as a terminal gets it."""
-        leader, terminal = pty.openpty()
+        leader, terminal = self.open_terminal()
         env = {**os.environ, "FAULT": "slow", "REAL_PLUGIN": str(PLUGIN)}
         subprocess.run([*EMULATOR, TOOL, "play", *options, "--plugin", FAULTY, self.sample],
                        stderr=terminal, stdout=subprocess.DEVNULL, env=env, timeout=LONGEST,
