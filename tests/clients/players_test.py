@@ -27,6 +27,11 @@ FILLER = "extensions.avi"  # its payloads decode to nothing; some players do not
 LIKE_THE_FILM = "mjpeg-pcm-titles.avi"
 
 
+def take_interrupts():
+    """What a shell starts in the background would go on ignoring them."""
+    signal.signal(signal.SIGINT, signal.SIG_DFL)
+
+
 class Played:
     """What a run of a player left: its exit status, the bytes or the digest of each stream, and what
     it said."""
@@ -75,7 +80,8 @@ class Player:
             left.unlink()
         return subprocess.Popen([*self.command(file, options)], cwd=self.folder, text=True,
                                 stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                stderr=subprocess.STDOUT, env=self.environment(**environment))
+                                stderr=subprocess.STDOUT, env=self.environment(**environment),
+                                preexec_fn=take_interrupts)
 
     def finish(self, process):
         try:

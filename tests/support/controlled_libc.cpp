@@ -213,15 +213,16 @@ std::size_t ControlledLibc::bytes_at(std::int64_t position, char *to, std::size_
     std::size_t copied = 0;
     for (; copied < count && position < zeros_before_; ++copied, ++position) to[copied] = '\0';
     const auto at = static_cast<std::uint64_t>(position - zeros_before_);
-    if (at < content_.size()) copied += content_.copy(to + copied, count - copied, at);
-    return copied;
+    if (at >= content_.size()) return copied;
+    return copied + content_.copy(to + copied, count - copied, static_cast<std::size_t>(at));
 }
 
 // As many of `count` bytes as lie in front of the first damaged one.
 std::size_t ControlledLibc::whole_bytes(std::int64_t position, std::size_t count) const {
     const auto damage = damaged_.lower_bound(position);
     if (damage == damaged_.end()) return count;
-    return std::min<std::uint64_t>(count, static_cast<std::uint64_t>(*damage - position));
+    const auto whole = static_cast<std::uint64_t>(*damage - position);
+    return whole < count ? static_cast<std::size_t>(whole) : count;
 }
 
 std::size_t ControlledLibc::live_allocations() const {
