@@ -46,11 +46,11 @@ AviStatus read_list(AviReaderState &reader) {
 AviStatus check_movi(AviReaderState &reader) {
     const ChunkNode &node = *reader.chunk_top;
     const std::int64_t pos = avi_file_tell(reader.stream);
-    if (node.error != kAviOk) {
-        return avi_refuse(reader, node.error, AviReason::form_cut_short, pos);
-    }
     if (node.parent == nullptr) {
-        return avi_refuse(reader, kAviFailed, AviReason::no_movi, pos);
+        // A walk looks at one place behind the form's end, where the file may end as well.
+        const bool whole = avi_chunk_at_end(node);
+        return avi_refuse(reader, node.error | kAviFailed,
+                          whole ? AviReason::no_movi : AviReason::form_cut_short, pos);
     }
     if (avi_chunk_at_end(node)) {
         return avi_refuse(reader, kAviFailed, AviReason::movi_too_short, node.start);

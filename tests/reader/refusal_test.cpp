@@ -84,6 +84,8 @@ std::vector<Case> cases() {
          riff("AVI ", headers, list("movi", chunk("00dc", "")), chunk("JUNK", filler(40)))},
         {"NoMovi", AviReason::no_movi, after_headers + 100,
          riff("AVI ", headers, chunk("JUNK", filler(92)), chunk("JUNK", ""))},
+        {"NoMoviInAFormThatEndsWithTheFile", AviReason::no_movi, after_headers + 48,
+         riff("AVI ", headers, chunk("JUNK", filler(40)))},
         {"FormCutShort", AviReason::form_cut_short, after_headers + 48,
          claiming("RIFF", 50000, "AVI " + headers + chunk("JUNK", filler(40)))},
     };
