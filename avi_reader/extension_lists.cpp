@@ -26,10 +26,11 @@ bool walk_to_end(ChunkNode &list, FourCC &id) {
 }
 
 // Ends a walk early, at a chunk that no buffer can hold. A list with the wrapping size is no step
-// forward for the walk around it: left where it stands, thousands of them would each walk the rest
-// of the file again.
-void stop_walk(const ChunkNode &list) {
-    if (list.size == kWrappingSize) go_to_end(list);
+// forward for the walk around it, so it is walked to its end all the same: left where it stands,
+// thousands of them would each walk the rest of the file again.
+void stop_walk(ChunkNode &list) {
+    FourCC id;
+    while (list.size == kWrappingSize && walk_to_end(list, id)) {}
 }
 
 }  // namespace
