@@ -20,6 +20,7 @@ if(DRM_SORN_SANITIZE)
 endif()
 if(DRM_SORN_FUZZ)
     target_compile_options(drm-sorn-options INTERFACE -fsanitize=fuzzer-no-link)
+    target_link_options(drm-sorn-options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 # Of the library's inline functions a program keeps one copy, which may be the one in its tests.
 if(DRM_SORN_COVERAGE)

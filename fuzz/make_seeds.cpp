@@ -52,8 +52,7 @@ void write_seeds(const fs::path &folder, const std::string &name, const Bytes &f
     Bytes steps;
     for (int kind = 0; kind < 6; ++kind) steps += u8(static_cast<unsigned>(kind)) + u8(0) + u32(40);
     const Bytes failure = u8(0) + u8(static_cast<unsigned>(name.size())) + u8(0x80);
-    write(folder / "reader" / name, file);
-    write(folder / "service" / name, u8(static_cast<unsigned>(steps.size())) + steps + file);
+    write(folder / "differential" / name, u8(static_cast<unsigned>(steps.size())) + steps + file);
     write(folder / "fault" / name, u8(static_cast<unsigned>(failure.size())) + failure + file);
 }
 
