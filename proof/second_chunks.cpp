@@ -1,4 +1,4 @@
-#include "second_chunks.h"
+#include "proof/second_chunks.h"
 
 namespace second {
 
@@ -7,7 +7,7 @@ int peek_chunk_header(Stream &stream, Header &header) {
     status |= read_fourcc(stream, header.id);
     status |= read_u32(stream, header.size);
     status |= read_fourcc(stream, header.third);
-    stream.seek(-12, from_current);
+    stream.seek(-12, kFromCurrent);
     return status;
 }
 
@@ -118,7 +118,7 @@ int read_stream_data(StreamData &data, Stream &stream) {
     status |= read_u32(stream, size);
     status |= read_u32(stream, data.word);
     status |= read_u32(stream, data.length);
-    if (data.length > largest_buffer) return 1;
+    if (data.length > kLargestBuffer) return 1;
     data.pos = stream.tell();
     const auto payload = stream.read(data.length);
     if (payload.size() < data.length) return 1;

@@ -2,14 +2,15 @@
 //
 // Each starts at the chunk's 8-byte header and reads that itself. It gives the statuses of all its
 // reads together, so it does not stop half-way on a failed one unless it says so.
-#pragma once
+#ifndef PROOF_SECOND_CHUNKS_H
+#define PROOF_SECOND_CHUNKS_H
 
 #include <array>
 #include <cstdint>
 #include <vector>
 
-#include "second_reader.h"
-#include "second_stream.h"
+#include "proof/second_reader.h"
+#include "proof/second_stream.h"
 
 namespace second {
 
@@ -73,3 +74,5 @@ int read_stream_name(Name &name, Stream &stream);
 int read_stream_data(StreamData &data, Stream &stream);
 
 }  // namespace second
+
+#endif

@@ -1,8 +1,8 @@
 // The open: the pass over the whole file, the search for the index, the walk of the first form.
 
-#include "second_reader.h"
+#include "proof/second_reader.h"
 
-#include "second_stream.h"
+#include "proof/second_stream.h"
 
 namespace second {
 namespace {
@@ -11,7 +11,7 @@ namespace {
 // holds of it is fetched when the open is done, since a later chunk may replace it. False, and the
 // blob is then empty, when such a buffer cannot be had.
 bool place(Buffer &blob, std::uint64_t length, std::int64_t pos) {
-    if (length > largest_buffer) {
+    if (length > kLargestBuffer) {
         blob = {};
         return false;
     }
@@ -21,7 +21,7 @@ bool place(Buffer &blob, std::uint64_t length, std::int64_t pos) {
 }
 
 void fetch(Buffer &blob, Stream stream) {
-    stream.seek(blob.pos, from_start);
+    stream.seek(blob.pos, kFromStart);
     const auto bytes = stream.read(blob.length);
     blob.held.assign(bytes.begin(), bytes.end());
 }
@@ -41,14 +41,14 @@ void load_form_menu(Reader &reader, std::int64_t form_end) {
             if (read_u32(stream, blob.size)) return;
             blob.present = true;
             // Eight bytes back from wherever the reading of the size ended.
-            stream.seek(-8, from_current);
+            stream.seek(-8, kFromCurrent);
             if (!place(blob, std::uint64_t{blob.size} + 8, stream.tell())) return;
             read_past(stream, blob.length);
             continue;
         }
         if (fourcc_equal(id, fourcc("MRIF"))) record.form_count += 1;
         if (read_u32(stream, size)) return;
-        stream.seek(size, from_current);
+        stream.seek(size, kFromCurrent);
     }
 }
 
@@ -61,7 +61,7 @@ bool scan_forms(Reader &reader) {
         const std::int64_t start = offset;
         std::uint32_t id = 0;
         std::uint32_t size = 0;
-        stream.seek(start, from_start);
+        stream.seek(start, kFromStart);
         if (read_fourcc(stream, id)) return reader.refuse(Reason::top_level_cut_short, start);
         if (!fourcc_equal(id, fourcc("RIFF"))) {
             if (read_u32(stream, size)) return reader.refuse(Reason::top_level_cut_short, start);
@@ -75,7 +75,7 @@ bool scan_forms(Reader &reader) {
         // The type of the form's first list tells a menu form; what stands before it does not
         // matter.
         std::uint32_t list_type = 0;
-        stream.seek(12, from_current);
+        stream.seek(12, kFromCurrent);
         read_fourcc(stream, list_type);
         if (fourcc_equal(list_type, fourcc("QMNU"))) load_form_menu(reader, offset);
     } while (stream.size() > offset);
@@ -104,7 +104,7 @@ bool step_past_file(Stream &stream, Node &list) {
     if (list.cursor < stream.size()) return false;
     const std::int64_t end = list.start + static_cast<std::int64_t>(list.size);
     if (list.cursor < end) list.cursor += (end - list.cursor + 7) / 8 * 8;
-    stream.seek(list.cursor, from_start);
+    stream.seek(list.cursor, kFromStart);
     list.cursor += 8;
     list.error |= 1;
     return true;
@@ -157,7 +157,7 @@ void load_menu_list(Reader &reader) {
             sum |= read_u32(stream, blob.size);
             if (sum == 0) blob.present = true;
             if (!place(blob, std::uint64_t{blob.size} + 8, pos)) return stop_loading(stream, list);
-            stream.seek(pos, from_start);
+            stream.seek(pos, kFromStart);
             sum |= read_past(stream, blob.length);
         } else if (fourcc_equal(next, fourcc("MRIF"))) {
             reader.record.form_count += 1;
@@ -187,7 +187,7 @@ int read_main_header(MainHeader &header, Stream &stream) {
     const auto signed_size = static_cast<std::int32_t>(size);
     if (signed_size < 56) status |= 1;
     if (!fourcc_equal(id, fourcc("avih"))) status |= 1;
-    if (signed_size > 56) status |= stream.seek(signed_size - 56, from_current);
+    if (signed_size > 56) status |= stream.seek(signed_size - 56, kFromCurrent);
     return status;
 }
 
@@ -242,7 +242,7 @@ bool parse_header_list(Reader &reader) {
 
 // Opens the first form and holds it to be one of type "AVI ".
 bool check_first_form(Reader &reader) {
-    reader.stream.seek(0, from_start);
+    reader.stream.seek(0, kFromStart);
     if (!chunk_push(reader))
         return reader.refuse(Reason::list_header_cut_short, reader.stream.tell());
     const Node &form = *reader.chunk_top;
@@ -297,7 +297,7 @@ bool open(Reader &reader) {
     if (!check_first_form(reader)) return false;
     find_index(reader);
     reader.chunk_top = nullptr;
-    reader.stream.seek(0, from_start);
+    reader.stream.seek(0, kFromStart);
     if (!chunk_push(reader))
         return reader.refuse(Reason::list_header_cut_short, reader.stream.tell());
     return walk_first_form(reader) && check_movi(reader);

@@ -3,7 +3,8 @@
 // It exists to check the real reader: written apart from it, step after step as the reader is meant
 // to go, without a thought for cleverness. It reads whole files that lie in memory, on a stream
 // that has a position and an end and behaves as a C library stream would.
-#pragma once
+#ifndef PROOF_SECOND_READER_H
+#define PROOF_SECOND_READER_H
 
 #include <array>
 #include <cstdint>
@@ -116,14 +117,14 @@ struct SuperIndexInfo {
     std::array<std::uint32_t, 3> reserved{};
 };
 
-inline constexpr std::int32_t max_tracks = 12;
-inline constexpr std::int32_t max_streams = 19;
-inline constexpr std::int32_t max_super_indexes = 20;
+inline constexpr std::int32_t kMaxTracks = 12;
+inline constexpr std::int32_t kMaxStreams = 19;
+inline constexpr std::int32_t kMaxSuperIndexes = 20;
 
 template <class Row>
 struct Table {
     std::int32_t count = 0;
-    std::array<Row, max_tracks> rows{};
+    std::array<Row, kMaxTracks> rows{};
 };
 
 struct Record {
@@ -144,7 +145,7 @@ struct Record {
     Buffer menu_blob;
     Buffer form_menu_blob;
     std::int32_t stream_count = 0;
-    std::array<StreamRow, max_streams> streams{};
+    std::array<StreamRow, kMaxStreams> streams{};
     Table<VideoTrack> video;
     Table<VideoTrack> bitmap_subtitle;
     Table<AudioTrack> audio;
@@ -152,9 +153,9 @@ struct Record {
     Table<TextTrack> chapter;
     // Addressed by stream number; a position of 0 says that the number has none. Nothing ever
     // writes the words.
-    std::array<std::uint32_t, max_super_indexes> super_index_word{};
-    std::array<std::int64_t, max_super_indexes> super_index_pos{};
-    std::array<SuperIndexInfo, max_super_indexes> super_index{};
+    std::array<std::uint32_t, kMaxSuperIndexes> super_index_word{};
+    std::array<std::int64_t, kMaxSuperIndexes> super_index_pos{};
+    std::array<SuperIndexInfo, kMaxSuperIndexes> super_index{};
 };
 
 enum class Reason {
@@ -211,3 +212,5 @@ int chunk_kind(std::uint32_t fourcc, bool allow_swapped);
 bool fourcc_equal(std::uint32_t one, std::uint32_t other);
 
 }  // namespace second
+
+#endif

@@ -1,4 +1,4 @@
-#include "second_service.h"
+#include "proof/second_service.h"
 
 #include <cstdio>
 #include <limits>
@@ -6,19 +6,19 @@
 namespace second {
 namespace {
 
-constexpr std::string_view open_name = "drm_svc_sorn_open_file";
-constexpr std::string_view close_name = "drm_svc_sorn_close_file";
-constexpr std::string_view read_name = "drm_svc_sorn_read_file";
-constexpr std::string_view seek_name = "drm_svc_sorn_seek_file";
-constexpr std::string_view tell_name = "drm_svc_sorn_tell_file";
+constexpr std::string_view kOpenName = "drm_svc_sorn_open_file";
+constexpr std::string_view kCloseName = "drm_svc_sorn_close_file";
+constexpr std::string_view kReadName = "drm_svc_sorn_read_file";
+constexpr std::string_view kSeekName = "drm_svc_sorn_seek_file";
+constexpr std::string_view kTellName = "drm_svc_sorn_tell_file";
 
-constexpr std::string_view starts_with_handle = "  starts : hfile = <handle>, handle = <reader>\n";
+constexpr std::string_view kStartsWithHandle = "  starts : hfile = <handle>, handle = <reader>\n";
 
-constexpr std::int64_t result_success = 0;
-constexpr std::int64_t result_failure = -999;
+constexpr std::int64_t kSuccess = 0;
+constexpr std::int64_t kFailure = -999;
 
-constexpr int kind_audio = 1;
-constexpr int kind_video = 3;
+constexpr int kAudio = 1;
+constexpr int kVideo = 3;
 
 bool is_digit(std::uint32_t c) {
     return c >= '0' && c <= '9';
@@ -45,27 +45,27 @@ std::int64_t Player::open(const char *path, std::span<const std::uint8_t> file) 
     used_ = 0;
     has_reader_ = false;
     // The start is logged before the path is looked at; a null one is printed as printf prints it.
-    log(log_api, level_info, {open_name, " starts. filepath:", path ? path : "(null)", "\n"});
+    log(kLogApi, kLevelInfo, {kOpenName, " starts. filepath:", path ? path : "(null)", "\n"});
     if (!path) {
-        log(log_error, level_error, {"[DRM-ERROR]No input fileame specified.\n"});
-        return result_failure;
+        log(kLogError, kLevelError, {"[DRM-ERROR]No input fileame specified.\n"});
+        return kFailure;
     }
     answer_ = second::read(file, 0);
     if (!answer_.opened) {
-        log(log_error, level_error, {"[DRM-ERROR]", open_name, " : aviin_open is failed.\n"});
-        return result_failure;
+        log(kLogError, kLevelError, {"[DRM-ERROR]", kOpenName, " : aviin_open is failed.\n"});
+        return kFailure;
     }
     // Audio and video need no word; the stream data of a video track is asked for and not kept.
     for (std::int32_t i = 0; i < answer_.record.stream_count; ++i) {
         const std::int32_t kind = answer_.record.streams.at(static_cast<std::size_t>(i)).kind;
-        if (kind != kind_audio && kind != kind_video)
-            log(log_detail, level_info, {open_name, " : Found unknown chynk type, ignoring.\n"});
+        if (kind != kAudio && kind != kVideo)
+            log(kLogDetail, kLevelInfo, {kOpenName, " : Found unknown chynk type, ignoring.\n"});
     }
     stream_ = Stream{file};
-    stream_.seek(0, from_start);
+    stream_.seek(0, kFromStart);
     has_reader_ = true;
-    log(log_api, level_info, {open_name, "  success: *hfile = <handle>, handle = <reader>\n"});
-    return result_success;
+    log(kLogApi, kLevelInfo, {kOpenName, "  success: *hfile = <handle>, handle = <reader>\n"});
+    return kSuccess;
 }
 
 // The position as a signed 32-bit value; one that does not fit is a failure, -1.
@@ -76,16 +76,16 @@ std::int32_t Player::tell_long() const {
 
 Delivery Player::read(std::uint32_t size) {
     used_ = 0;
-    log(log_detail, level_info, {read_name, starts_with_handle});
+    log(kLogDetail, kLevelInfo, {kReadName, kStartsWithHandle});
     const std::int32_t pos = tell_long();
     // No chunk header fits before the position; a position that cannot be told lands here too.
     if (pos <= 7)
-        log(log_detail, level_info, {read_name, " : This is not data frame area\n"});
+        log(kLogDetail, kLevelInfo, {kReadName, " : This is not data frame area\n"});
     else
         look_back(pos, size);
     // However the look-back went, the bytes come from where it left the stream.
     const auto bytes = stream_.read(size);
-    return {result_success, static_cast<std::uint32_t>(bytes.size()), bytes};
+    return {kSuccess, static_cast<std::uint32_t>(bytes.size()), bytes};
 }
 
 // Looks at the 8 bytes before the position and says whether just the payload of an audio or video
@@ -94,44 +94,44 @@ Delivery Player::read(std::uint32_t size) {
 void Player::look_back(std::int32_t pos, std::uint32_t size) {
     std::uint32_t id = 0;
     std::uint32_t chunk_size = 0;
-    stream_.seek(-8, from_current);
+    stream_.seek(-8, kFromCurrent);
     read_fourcc(stream_, id);
     read_u32(stream_, chunk_size);
     const int kind = chunk_kind(id, answer_.record.open_option != 0);
     if (kind == 0 || !is_digit(id & 0xFF) || !is_digit(id >> 8 & 0xFF) ||
-        (kind != kind_audio && kind != kind_video) || chunk_size != size) {
+        (kind != kAudio && kind != kVideo) || chunk_size != size) {
         char digits[16];
         std::snprintf(digits, sizeof digits, "%x", static_cast<unsigned>(pos));
-        log(log_detail, level_info, {"unknown chunk type : offset - ", digits, "\n"});
-    } else if (kind == kind_audio) {
-        log(log_detail, level_info, {"CHUNK_TYPE_AUDIO STARTS\n"});
+        log(kLogDetail, kLevelInfo, {"unknown chunk type : offset - ", digits, "\n"});
+    } else if (kind == kAudio) {
+        log(kLogDetail, kLevelInfo, {"CHUNK_TYPE_AUDIO STARTS\n"});
     } else {
-        log(log_detail, level_info, {"CHUNK_TYPE_VIDEO STARTS\n"});
+        log(kLogDetail, kLevelInfo, {"CHUNK_TYPE_VIDEO STARTS\n"});
     }
 }
 
 // A refused seek leaves the position alone and is not told.
 std::int32_t Player::seek(std::int32_t offset, int whence) {
     used_ = 0;
-    log(log_detail, level_info, {seek_name, " start\n"});
+    log(kLogDetail, kLevelInfo, {kSeekName, " start\n"});
     stream_.seek(offset, whence);
     return 1;
 }
 
 std::int32_t Player::tell() {
     used_ = 0;
-    log(log_detail, level_info, {tell_name, " start\n"});
+    log(kLogDetail, kLevelInfo, {kTellName, " start\n"});
     return tell_long();
 }
 
 std::int32_t Player::close() {
     used_ = 0;
-    log(log_api, level_info, {close_name, starts_with_handle});
+    log(kLogApi, kLevelInfo, {kCloseName, kStartsWithHandle});
     if (!has_reader_) return 0;
     has_reader_ = false;
     answer_ = {};
     stream_ = {};
-    log(log_api, level_info, {close_name, "  success. \n"});
+    log(kLogApi, kLevelInfo, {kCloseName, "  success. \n"});
     return 1;
 }
 

@@ -2,7 +2,8 @@
 // functions, with the messages that they log.
 //
 // A message that carries an address says "<handle>" or "<reader>" in its place.
-#pragma once
+#ifndef PROOF_SECOND_SERVICE_H
+#define PROOF_SECOND_SERVICE_H
 
 #include <cstddef>
 #include <cstdint>
@@ -12,8 +13,8 @@
 #include <string_view>
 #include <vector>
 
-#include "second_reader.h"
-#include "second_stream.h"
+#include "proof/second_reader.h"
+#include "proof/second_stream.h"
 
 namespace second {
 
@@ -23,11 +24,11 @@ struct Message {
     std::string text;
 };
 
-inline constexpr std::uint32_t log_api = 0x6110000;
-inline constexpr std::uint32_t log_detail = 0x61e0000;
-inline constexpr std::uint32_t log_error = 0x61f0000;
-inline constexpr std::uint32_t level_info = 0x4000000;
-inline constexpr std::uint32_t level_error = 0x2000000;
+inline constexpr std::uint32_t kLogApi = 0x6110000;
+inline constexpr std::uint32_t kLogDetail = 0x61e0000;
+inline constexpr std::uint32_t kLogError = 0x61f0000;
+inline constexpr std::uint32_t kLevelInfo = 0x4000000;
+inline constexpr std::uint32_t kLevelError = 0x2000000;
 
 // What a read gives: its result, the count that it stores and the bytes, which lie in the file.
 struct Delivery {
@@ -69,3 +70,5 @@ private:
 };
 
 }  // namespace second
+
+#endif

@@ -1,4 +1,4 @@
-#include "second_stream.h"
+#include "proof/second_stream.h"
 
 namespace second {
 
@@ -131,11 +131,11 @@ void chunk_pop(Reader &reader) {
 std::uint32_t chunk_next(Stream &stream, Node &node) {
     std::uint32_t id = 0;
     std::uint32_t size = 0;
-    node.error |= stream.seek(node.cursor, from_start);
+    node.error |= stream.seek(node.cursor, kFromStart);
     node.error |= read_fourcc(stream, id);
     node.error |= read_u32(stream, size);
     // Back to the header, so that the caller can read it again itself.
-    node.error |= stream.seek(node.cursor, from_start);
+    node.error |= stream.seek(node.cursor, kFromStart);
     // An odd size has a pad byte behind it; the largest one wraps to 0.
     if (size % 2 != 0) size += 1;
     node.cursor = stream.tell() + 8 + static_cast<std::int64_t>(size);

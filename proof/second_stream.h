@@ -1,5 +1,6 @@
 // The stream that the second reader reads from, the primitives on it, and the walk over chunks.
-#pragma once
+#ifndef PROOF_SECOND_STREAM_H
+#define PROOF_SECOND_STREAM_H
 
 #include <algorithm>
 #include <array>
@@ -7,12 +8,12 @@
 #include <cstdint>
 #include <span>
 
-#include "second_reader.h"
+#include "proof/second_reader.h"
 
 namespace second {
 
 // No buffer can be larger than this, whatever the host could grant.
-inline constexpr std::uint64_t largest_buffer = 2147483647;
+inline constexpr std::uint64_t kLargestBuffer = 2147483647;
 
 // The first character is the least significant byte, as in the file.
 constexpr std::uint32_t fourcc(const char (&text)[5]) {
@@ -25,7 +26,7 @@ constexpr std::uint32_t fourcc(const char (&text)[5]) {
 // The four characters, least significant byte first, then a 0.
 std::array<std::uint8_t, 5> fourcc_to_chars(std::uint32_t value);
 
-enum Whence { from_start = 0, from_current = 1, from_end = 2 };
+enum Whence { kFromStart = 0, kFromCurrent = 1, kFromEnd = 2 };
 
 struct Stream {
     std::span<const std::uint8_t> bytes;
@@ -38,11 +39,11 @@ struct Stream {
     // start. Beyond the end is allowed.
     int seek(std::int64_t offset, int whence) {
         std::int64_t origin = 0;
-        if (whence == from_current)
+        if (whence == kFromCurrent)
             origin = pos;
-        else if (whence == from_end)
+        else if (whence == kFromEnd)
             origin = size();
-        else if (whence != from_start)
+        else if (whence != kFromStart)
             return 1;
         if (origin + offset < 0) return 1;
         pos = origin + offset;
@@ -116,3 +117,5 @@ bool chunk_at_end(const Stream &stream, const Node &node);
 bool parse_stream_list(Reader &reader, bool allow_trailing_stream_number);
 
 }  // namespace second
+
+#endif

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <utility>
 
-#include "second_chunks.h"
-#include "second_stream.h"
+#include "proof/second_chunks.h"
+#include "proof/second_stream.h"
 
 namespace second {
 namespace {
@@ -42,12 +42,12 @@ int read_super_index(Record &record, Stream &stream, bool allow_trailing_stream_
     read_fourcc(stream, info.chunk_id);
     for (std::uint32_t &value : info.reserved) read_u32(stream, value);
     const auto number = stream_number(info.chunk_id, allow_trailing_stream_number);
-    if (number && *number < max_super_indexes) {
+    if (number && *number < kMaxSuperIndexes) {
         const auto row = static_cast<std::size_t>(*number);
         record.super_index_pos[row] = pos;
         record.super_index[row] = info;
     }
-    return stream.seek(pos + static_cast<std::int64_t>(size) + 8, from_start);
+    return stream.seek(pos + static_cast<std::int64_t>(size) + 8, kFromStart);
 }
 
 // The parse of one list. Every step that fails gives the reason, every other Reason::none.
@@ -92,7 +92,7 @@ void copy_video_fields(VideoTrack &track, const StreamHeader &header, const Vide
 
 Reason ListParse::run() {
     record.stream_count += 1;
-    if (record.stream_count > max_streams) return Reason::too_many_streams;
+    if (record.stream_count > kMaxStreams) return Reason::too_many_streams;
     row = &record.streams.at(static_cast<std::size_t>(record.stream_count - 1));
     row->kind = 0;
     if (read_stream_header(row->header, stream)) return Reason::bad_stream_header;
@@ -104,7 +104,7 @@ Reason ListParse::run() {
 
 Reason ListParse::audio() {
     record.audio.count += 1;
-    if (record.audio.count > max_tracks) return Reason::too_many_audio_streams;
+    if (record.audio.count > kMaxTracks) return Reason::too_many_audio_streams;
     WaveFormat format;
     if (read_audio_format(format, stream)) return Reason::bad_audio_format;
     AudioTrack &track = last_row(record.audio);
@@ -124,7 +124,7 @@ Reason ListParse::video() {
     if (read_video_format(format, stream)) return Reason::bad_video_format;
     if (fourcc_equal(format.compression, fourcc("QRSB"))) return bitmap_subtitle(format);
     record.video.count += 1;
-    if (record.video.count > max_tracks) return Reason::too_many_video_streams;
+    if (record.video.count > kMaxTracks) return Reason::too_many_video_streams;
     VideoTrack &track = last_row(record.video);
     if (const Reason failed = stream_data(track); failed != Reason::none) return failed;
     is_row_of(3, record.video.count);
@@ -136,7 +136,7 @@ Reason ListParse::video() {
 // The video stream of a bitmap subtitle: no stream data, and no second peek for an index.
 Reason ListParse::bitmap_subtitle(const VideoFormat &format) {
     record.bitmap_subtitle.count += 1;
-    if (record.bitmap_subtitle.count > max_tracks) return Reason::too_many_bitmap_subtitles;
+    if (record.bitmap_subtitle.count > kMaxTracks) return Reason::too_many_bitmap_subtitles;
     VideoTrack &track = last_row(record.bitmap_subtitle);
     if (const Reason failed = name(track); failed != Reason::none) return failed;
     is_row_of(6, record.bitmap_subtitle.count);
@@ -151,12 +151,12 @@ Reason ListParse::text() {
     std::uint32_t size = 0;
     read_fourcc(stream, id);
     read_u32(stream, size);
-    stream.seek(size, from_current);
+    stream.seek(size, kFromCurrent);
     const std::int64_t behind_format = stream.tell();
     Header next;
     if (peek_chunk_header(stream, next)) return Reason::stream_list_cut_short;
     if (!fourcc_equal(next.id, fourcc("strn"))) {
-        stream.seek(behind_format, from_start);
+        stream.seek(behind_format, kFromStart);
         return Reason::none;
     }
     Name title;
@@ -176,9 +176,9 @@ Reason ListParse::text() {
 
 Reason ListParse::text_track(Table<TextTrack> &table, std::int64_t format_pos, std::int32_t kind,
                              Reason too_many) {
-    stream.seek(format_pos, from_start);
+    stream.seek(format_pos, kFromStart);
     table.count += 1;
-    if (table.count > max_tracks) return too_many;
+    if (table.count > kMaxTracks) return too_many;
     std::array<std::uint16_t, 4> values{};
     if (read_text_format(values, stream)) return Reason::bad_text_format;
     TextTrack &track = last_row(table);
