@@ -7,7 +7,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <vector>
+#include <memory>
 
 #include "avi_reader/avi_reader.h"
 #include "proof/memory_file.h"
@@ -105,19 +105,17 @@ constexpr char kPath[] = "any";
 constexpr std::uint32_t kLongestRead = 1 << 16;
 
 std::string compare_read(SvcFileHandle *handle, second::Player &player, std::uint32_t size) {
-    static std::vector<unsigned char> room;
     // Exactly as long as what is asked for, so that a byte too many is noticed.
-    room.resize(size);
-    room.shrink_to_fit();
+    const auto room = std::make_unique_for_overwrite<unsigned char[]>(size);
     std::uint32_t count = ~0U;
-    const std::int64_t result = drm_svc_sorn_read_file(handle, room.data(), size, &count);
+    const std::int64_t result = drm_svc_sorn_read_file(handle, room.get(), size, &count);
     const second::Delivery other = player.read(size);
     if (result != other.result) return "a read's result";
     if (count != other.count) {
         return "a read gives " + std::to_string(count) + " bytes, not " +
                std::to_string(other.count);
     }
-    if (!std::equal(other.bytes.begin(), other.bytes.end(), room.begin())) return "the bytes read";
+    if (!std::equal(other.bytes.begin(), other.bytes.end(), room.get())) return "the bytes read";
     return "";
 }
 
