@@ -28,7 +28,7 @@ struct Code {
     ChunkKind kind;
 };
 
-constexpr std::uint16_t letters(const char *code) {
+consteval std::uint16_t letters(const char *code) {
     return static_cast<std::uint16_t>(code[0] | code[1] << 8);
 }
 

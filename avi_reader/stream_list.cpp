@@ -141,7 +141,8 @@ AviStatus avi_read_stream_data(StreamData &data, AviStream &stream) {
 // The stream that a super index's chunk id names.
 std::optional<std::uint32_t> super_index_number(FourCC chunk_id, bool allow_trailing) {
     const auto number = avi_stream_number(chunk_id);
-    return number || !allow_trailing ? number : avi_trailing_stream_number(chunk_id);
+    if (number || !allow_trailing) return number;
+    return avi_trailing_stream_number(chunk_id);
 }
 
 void avi_read_super_index(AviReaderState &reader, bool allow_trailing_stream_number) {

@@ -24,8 +24,9 @@ if(DRM_SORN_FUZZ)
 endif()
 # Of the library's inline functions a program keeps one copy, which may be the one in its tests.
 if(DRM_SORN_COVERAGE)
-    target_compile_options(drm-sorn-options INTERFACE --coverage -fprofile-abs-path -fprofile-update=atomic)
-    target_link_options(drm-sorn-options INTERFACE --coverage)
+    target_compile_options(drm-sorn-options INTERFACE
+        -fprofile-instr-generate -fcoverage-mapping -fcoverage-mcdc -fprofile-update=atomic)
+    target_link_options(drm-sorn-options INTERFACE -fprofile-instr-generate)
 endif()
 
 add_library(drm-sorn-library-options INTERFACE)

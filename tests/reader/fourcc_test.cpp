@@ -152,7 +152,6 @@ INSTANTIATE_TEST_SUITE_P(Nothing, ChunkKindOf,
 
 // ---- stream numbers
 
-// One copy of each, so that coverage by all the cases is that of one.
 std::optional<std::uint32_t> leading(const std::string &id) {
     return avi_stream_number(code(id));
 }
