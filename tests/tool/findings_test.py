@@ -78,9 +78,13 @@ class Numbers(ToolTest):
         self.hold(files)
 
     def test_the_fuzzers_corpora(self):
-        files = sorted(path for path in (SOURCE / "fuzz").glob("[cr]*/*/*") if path.is_file())
-        self.assertGreater(len(files), 100)
-        self.hold(files[:: 7 if EMULATOR else 1])
+        inputs = sorted(path for path in (SOURCE / "fuzz").glob("[cr]*/*/*") if path.is_file())
+        self.assertGreater(len(inputs), 100)
+        files = []
+        for path in inputs[:: 7 if EMULATOR else 1]:
+            data = path.read_bytes()  # a file behind as many steering bytes as the first one says
+            files.append(self.file(data[1 + data[0]:], f"{path.name}.avi"))
+        self.hold(files)
 
     def test_damaged_films(self):
         film = damage_films.Film(SAMPLES / "mpeg4-mp3.avi")
