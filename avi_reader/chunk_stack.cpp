@@ -55,8 +55,8 @@ void avi_chunk_free_all(ChunkNode *node) {
 AviStatus avi_enter_list(AviReaderState &reader) {
     const AviStatus status = avi_chunk_push(reader.chunk_top, reader.stream);
     if (status == kAviOk) return kAviOk;
-    return avi_refuse(reader, status, AviReason::list_header_cut_short,
-                      avi_file_tell(reader.stream));
+    return avi_refuse_for(reader, status, AviReason::list_header_cut_short,
+                          avi_file_tell(reader.stream));
 }
 
 void avi_leave_list(AviReaderState &reader) {

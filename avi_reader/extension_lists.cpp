@@ -30,7 +30,8 @@ bool walk_to_end(ChunkNode &list, FourCC &id) {
 // thousands of them would each walk the rest of the file again.
 void stop_walk(ChunkNode &list) {
     FourCC id;
-    while (list.size == kWrappingSize && walk_to_end(list, id)) {}
+    while (list.size == kWrappingSize && walk_to_end(list, id)) {
+    }
 }
 
 }  // namespace

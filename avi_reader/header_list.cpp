@@ -32,11 +32,11 @@ AviStatus read_first_chunk(AviReaderState &reader) {
     const FourCC id = avi_chunk_next(list);
     const std::int64_t pos = avi_file_tell(reader.stream);
     if (avi_chunk_at_end(list)) {
-        return avi_refuse(reader, kAviFailed, AviReason::header_list_too_short, list.start);
+        return avi_refuse(reader, AviReason::header_list_too_short, list.start);
     }
     if (list.error != kAviOk) return kAviOk;  // which is told when the walk is over
     if (!avi_fourcc_equal(id, kAvih)) {
-        return avi_refuse(reader, kAviFailed, AviReason::no_main_header, pos, id);
+        return avi_refuse(reader, AviReason::no_main_header, pos, id);
     }
     avi_read_main_header(reader.main_header, reader.stream);
     reader.main_header_pos = pos;
@@ -68,5 +68,5 @@ AviStatus avi_parse_header_list(AviReaderState &reader, bool allow_trailing_stre
         if (read_list(reader, allow_trailing_stream_number) != kAviOk) return kAviFailed;
     }
     if (list.error == kAviOk) return kAviOk;
-    return avi_refuse(reader, list.error, AviReason::header_list_cut_short, list.start);
+    return avi_refuse_for(reader, list.error, AviReason::header_list_cut_short, list.start);
 }

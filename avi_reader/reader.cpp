@@ -16,11 +16,11 @@ AviStatus enter_first_form(AviReaderState &reader) {
     if (avi_enter_list(reader) != kAviOk) return kAviFailed;
     const ChunkNode &form = *reader.chunk_top;
     if (!avi_fourcc_equal(form.id, kRiff) && !avi_fourcc_equal(form.id, kMrif)) {
-        return avi_refuse(reader, kAviFailed, AviReason::not_a_form, form.start, form.id);
+        return avi_refuse(reader, AviReason::not_a_form, form.start, form.id);
     }
     if (!avi_fourcc_equal(form.list_type, kAvi)) {
         const std::int64_t type_pos = form.start + kChunkHeaderSize;
-        return avi_refuse(reader, kAviFailed, AviReason::not_avi, type_pos, form.list_type);
+        return avi_refuse(reader, AviReason::not_avi, type_pos, form.list_type);
     }
     return kAviOk;
 }
@@ -49,11 +49,11 @@ AviStatus check_movi(AviReaderState &reader) {
     if (node.parent == nullptr) {
         // A walk looks at one place behind the form's end, where the file may end as well.
         const bool whole = avi_chunk_at_end(node);
-        return avi_refuse(reader, node.error | kAviFailed,
-                          whole ? AviReason::no_movi : AviReason::form_cut_short, pos);
+        return avi_refuse_for(reader, node.error,
+                              whole ? AviReason::no_movi : AviReason::form_cut_short, pos);
     }
     if (avi_chunk_at_end(node)) {
-        return avi_refuse(reader, kAviFailed, AviReason::movi_too_short, node.start);
+        return avi_refuse(reader, AviReason::movi_too_short, node.start);
     }
     reader.movi_pos = pos;
     return kAviOk;
@@ -87,7 +87,7 @@ void find_index_behind_movi(AviReaderState &reader) {
 AviStatus fill_record(AviReaderState &reader, const char *path) {
     reader.stream = avi_file_open(path);
     if (reader.stream.file == nullptr) {
-        return avi_refuse(reader, kAviFailed, AviReason::cannot_open, 0);
+        return avi_refuse(reader, AviReason::cannot_open, 0);
     }
     if (reader.stream.size > 0 && avi_scan_forms(reader) != kAviOk) return kAviFailed;
     if (enter_first_form(reader) != kAviOk) return kAviFailed;

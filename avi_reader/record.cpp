@@ -1,13 +1,17 @@
 #include "record.h"
 
-AviStatus avi_refuse(AviReaderState &reader, AviStatus status, AviReason reason, std::int64_t pos,
-                     FourCC found) {
-    if ((status & kAviNoMemory) == kAviNoMemory) {
-        reader.refusal = {AviReason::no_memory, {}, 0};
-    } else if ((status & kAviUnreadable) == kAviUnreadable) {
-        reader.refusal = {AviReason::cannot_read, {}, reader.stream.unreadable_pos};
-    } else {
-        reader.refusal = {reason, found, pos};
-    }
+AviStatus avi_refuse(AviReaderState &reader, AviReason reason, std::int64_t pos, FourCC found) {
+    reader.refusal = {reason, found, pos};
     return kAviFailed;
+}
+
+AviStatus avi_refuse_for(AviReaderState &reader, AviStatus status, AviReason reason,
+                         std::int64_t pos) {
+    if ((status & kAviNoMemory) == kAviNoMemory) {
+        return avi_refuse(reader, AviReason::no_memory, 0);
+    }
+    if ((status & kAviUnreadable) == kAviUnreadable) {
+        return avi_refuse(reader, AviReason::cannot_read, reader.stream.unreadable_pos);
+    }
+    return avi_refuse(reader, reason, pos);
 }

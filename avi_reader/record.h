@@ -193,9 +193,12 @@ struct AviReaderState {
     std::int64_t form_menu_pos;  // 24 bytes into the last top-level menu form; 0 for none
 };
 
-// Notes why the file is refused, and where; what the status says of memory or of reading comes
-// first. Returns a failure.
-AviStatus avi_refuse(AviReaderState &reader, AviStatus status, AviReason reason, std::int64_t pos,
-                     FourCC found = {});
+// Notes why the file is refused, and where. Returns a failure.
+AviStatus avi_refuse(AviReaderState &reader, AviReason reason, std::int64_t pos, FourCC found = {});
+
+// The same after reads that failed with this status: when it says that memory ran out, or that the
+// file cannot be read, that is the reason.
+AviStatus avi_refuse_for(AviReaderState &reader, AviStatus status, AviReason reason,
+                         std::int64_t pos);
 
 #endif

@@ -174,7 +174,7 @@ struct StreamList {
 };
 
 AviStatus refuse(const StreamList &list, AviReason reason, AviStatus status = kAviFailed) {
-    return avi_refuse(list.reader, status, reason, list.record.list_pos);
+    return avi_refuse_for(list.reader, status, reason, list.record.list_pos);
 }
 
 AviStatus peek(StreamList &list) {
@@ -339,7 +339,7 @@ AviStatus parse_by_type(StreamList &list) {
 AviStatus avi_parse_stream_list(AviReaderState &reader, bool allow_trailing_stream_number) {
     const std::int64_t pos = reader.chunk_top->start;
     if (reader.stream_count == kAviMaxStreams) {
-        return avi_refuse(reader, kAviFailed, AviReason::too_many_streams, pos);
+        return avi_refuse(reader, AviReason::too_many_streams, pos);
     }
     AviStreamRecord &record = reader.streams[reader.stream_count++];
     record.list_pos = pos;

@@ -55,7 +55,7 @@ AviStatus avi_scan_forms(AviReaderState &reader) {
         const bool is_form = avi_fourcc_equal(id, kRiff);
         const AviStatus status = id_status | (is_form ? kAviOk : size_status);
         if (status != kAviOk) {
-            return avi_refuse(reader, status, AviReason::top_level_cut_short, pos);
+            return avi_refuse_for(reader, status, AviReason::top_level_cut_short, pos);
         }
         const std::int64_t end = pos + kChunkHeaderSize + size;  // no pad byte at this level
         if (is_form) scan_form(reader, pos, end);
