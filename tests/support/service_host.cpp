@@ -2,9 +2,12 @@
 
 #include <dlfcn.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <stdexcept>
+
+#include "tests/support/jail.h"
 
 namespace {
 
@@ -27,10 +30,35 @@ Plugin load() {
     return plugin;
 }
 
+const Plugin &unjailed() {
+    static const Plugin loaded = load();
+    return loaded;
+}
+
+JailedThread &jail() {
+    static JailedThread thread(library_calls());
+    return thread;
+}
+
+// One of the plug-in's functions, called on a thread that is jailed with the calls of its list.
+template <auto function, typename Result, typename... Arguments>
+Result in_jail(Arguments... arguments) {
+    Result result{};
+    jail().run([&] { result = (unjailed().*function)(arguments...); });
+    return result;
+}
+
+Plugin load_into_jail() {
+    unjailed();
+    return {in_jail<&Plugin::open>, in_jail<&Plugin::close>, in_jail<&Plugin::read>,
+            in_jail<&Plugin::seek>, in_jail<&Plugin::tell>};
+}
+
 }  // namespace
 
 const Plugin &plugin() {
-    static const Plugin loaded = load();
+    static const Plugin loaded =
+        std::getenv("DRM_SORN_JAIL") == nullptr ? unjailed() : load_into_jail();
     return loaded;
 }
 
