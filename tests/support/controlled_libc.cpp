@@ -251,9 +251,11 @@ const Failure *ControlledLibc::count(Call call) {
     const std::uint64_t nth = ++calls_[index(call)];
     if (++all_calls_ > call_limit_) return &exhausted;
     for (const Failure &failure : failures_) {
-        if (failure.call != call) continue;
-        if (failure.nth != nth && !(failure.lasting && failure.nth < nth)) continue;
-        failed_ = true;
+        if (!failure.of_all && failure.call != call) continue;
+        const std::uint64_t now = failure.of_all ? all_calls_ : nth;
+        const bool meant = failure.lasting ? failure.nth <= now : failure.nth == now;
+        if (!meant) continue;
+        failed_.set(index(call));
         return &failure;
     }
     return nullptr;

@@ -19,6 +19,7 @@
 #define TESTS_SUPPORT_CONTROLLED_LIBC_H
 
 #include <array>
+#include <bitset>
 #include <cstdint>
 #include <optional>
 #include <set>
@@ -33,6 +34,7 @@ struct Failure {
     std::uint64_t nth = 1;   // counted from 1
     bool lasting = false;    // the later ones fail too
     bool cut_short = false;  // a read delivers a part of what it could, instead of nothing
+    bool of_all = false;     // `nth` counts the calls of every kind, and `call` does not matter
 };
 
 class ControlledLibc {
@@ -64,7 +66,8 @@ public:
 
     [[nodiscard]] std::uint64_t calls(Call call) const { return calls_[index(call)]; }
     [[nodiscard]] std::uint64_t all_calls() const { return all_calls_; }
-    [[nodiscard]] bool any_failed() const { return failed_; }
+    [[nodiscard]] bool any_failed() const { return failed_.any(); }
+    [[nodiscard]] bool any_failed(Call call) const { return failed_[index(call)]; }
     [[nodiscard]] bool met_damage() const { return met_damage_; }
     [[nodiscard]] bool ran_out_of_calls() const { return all_calls_ > call_limit_; }
     [[nodiscard]] std::size_t live_allocations() const;
@@ -98,7 +101,7 @@ private:
     std::uint64_t largest_allocation_ = 0;
     std::uint64_t touched_ = 0;
     std::size_t open_files_ = 0;
-    bool failed_ = false;
+    std::bitset<kCallKinds> failed_;
     bool met_damage_ = false;
     bool measures_memory_ = false;
     bool seekable_ = true;
