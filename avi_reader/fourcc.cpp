@@ -43,14 +43,6 @@ constexpr Code kCodes[] = {
     {letters("ix"), ChunkKind::index},
 };
 
-// As a C string: what follows a 0 byte is not part of the id.
-FourCC without_tail(FourCC id) {
-    for (int shift = 0; shift < 32; shift += 8) {
-        if ((id.value >> shift & 0xFF) == 0) return {id.value & ((1U << shift) - 1)};
-    }
-    return id;
-}
-
 }  // namespace
 
 ChunkKind avi_chunk_kind(FourCC id, bool try_swapped) {
@@ -63,6 +55,6 @@ ChunkKind avi_chunk_kind(FourCC id, bool try_swapped) {
     const std::uint32_t digit = (id.value >> 24) - '1';
     if ((id.value & 0xFFFFFF) == kRes && digit < 3) return ChunkKind::reserved;
     if (!try_swapped) return ChunkKind::unknown;
-    const std::uint32_t text = without_tail(id).value;
-    return avi_chunk_kind({text << 16 | text >> 16}, false);
+    // What follows a 0 byte is no part of an id; no code has one, so it need not be cut off.
+    return avi_chunk_kind({id.value << 16 | id.value >> 16}, false);
 }
