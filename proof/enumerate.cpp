@@ -1,6 +1,6 @@
 // Compares the library with the second reader on every input of every scope:
 //
-//     enumerate [--whole] [--jobs=N] [--seconds=S] [--ledger=FILE] [--list] [SCOPE...]
+//     enumerate [--whole] [--most=N] [--jobs=N] [--seconds=S] [--ledger=FILE] [--list] [SCOPE...]
 //     enumerate [--whole] --write=FILE SCOPE INDEX
 //
 // A slice of a scope is done by a process of its own and then entered in the ledger, if one is
@@ -149,6 +149,7 @@ int write_input(const Scope &scope, std::uint64_t index, const std::string &path
 int main(int argc, char **argv) {
     bool whole = false;
     bool list = false;
+    std::uint64_t most = ~std::uint64_t{0};
     unsigned jobs = 2;
     long seconds = 86400;
     std::string ledger_path;
@@ -157,6 +158,7 @@ int main(int argc, char **argv) {
     CLI::App app("Compares the library with the second reader on every input of every scope.");
     app.add_flag("--whole", whole, "more than a hundred million inputs, not some millions");
     app.add_flag("--list", list, "print the scopes and do nothing");
+    app.add_option("--most", most, "leave out scopes of more inputs");
     app.add_option("--jobs", jobs, "processes at a time");
     app.add_option("--seconds", seconds, "start nothing after so long");
     app.add_option("--ledger", ledger_path, "where to enter what is done");
@@ -171,6 +173,7 @@ int main(int argc, char **argv) {
         if (!chosen.empty() && std::count(chosen.begin(), chosen.end(), scope->name()) == 0) {
             continue;
         }
+        if (scope->count() > most) continue;
         if (!write_path.empty()) return write_input(*scope, std::stoull(chosen.at(1)), write_path);
         std::printf("%12llu  %s\n", static_cast<unsigned long long>(scope->count()),
                     scope->name().c_str());

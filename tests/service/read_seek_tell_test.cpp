@@ -265,6 +265,15 @@ TEST(Read, DeliversWhatAFileHasGrownByWhileItIsOpen) {
     EXPECT_EQ(file.read(500), filler(400));
 }
 
+TEST(Read, DeliversWhatAFileGrowsByBehindAReadThatMetItsEnd) {
+    const TempFile recording(plain_file());
+    const OpenFile file(recording.path());
+    file.seek(-20, SEEK_END);
+    EXPECT_EQ(file.read(100), plain_file().substr(plain_file().size() - 20));
+    recording.write(length(plain_file()), "and more");
+    EXPECT_EQ(file.read(100), "and more");
+}
+
 TEST(Read, LooksBackAtWhatWasJustDelivered) {
     const OneChunk film("01wb");
     for (const std::uint32_t piece : {1U, 3U, 7U, 8U, 9U, 100U}) {
