@@ -72,6 +72,19 @@ class LookTest(ToolTest):
     def lines(self, result):
         return [json.loads(line) for line in result.out.splitlines()]
 
+    def interrupt(self, *arguments, stdout=subprocess.DEVNULL):
+        """Stops the tool as soon as it shows how far it is; what it wrote to the terminal."""
+        master, slave = self.open_terminal()
+        process = subprocess.Popen([*EMULATOR, TOOL, *arguments], stdout=stdout, stderr=slave)
+        os.close(slave)
+        written = b""
+        for part in parts_written_to(master):
+            if b" left" in part and b" left" not in written:
+                process.send_signal(signal.SIGINT)
+            written += part
+        os.close(master)
+        return process.wait(timeout=LONGEST), written.decode()
+
 
 class Check(LookTest):
     def refused(self, content, reason, offset, sentence, found=None):
@@ -512,19 +525,6 @@ class LongWork(LookTest):
             file.write(film(FRAME, movi_size=0xFFFFFFF0, riff_size=0xFFFFFFF8))
             for _ in range(256):
                 file.write(chunk(b"00dc") * (1 << 16))
-
-    def interrupt(self, *arguments, stdout=subprocess.DEVNULL):
-        """Stops the tool as soon as it shows how far it is; what it wrote to the terminal."""
-        master, slave = self.open_terminal()
-        process = subprocess.Popen([*EMULATOR, TOOL, *arguments], stdout=stdout, stderr=slave)
-        os.close(slave)
-        written = b""
-        for part in parts_written_to(master):
-            if b" left" in part and b" left" not in written:
-                process.send_signal(signal.SIGINT)
-            written += part
-        os.close(master)
-        return process.wait(timeout=LONGEST), written.decode()
 
     def test_progress_with_rate_and_time_left_until_it_is_stopped(self):
         output = self.folder / "map.html"

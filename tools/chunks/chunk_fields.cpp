@@ -48,10 +48,11 @@ public:
                 static_cast<std::size_t>(std::min<std::uint64_t>(count - number, kEntriesAtOnce));
             bytes_.resize(some * size);
             const std::size_t got = file_.read(bytes_.data(), bytes_.size(), pos_) / size;
-            for (std::size_t i = 0; i < got;
-                 ++i, ++number, pos_ += static_cast<std::int64_t>(size)) {
-                const std::span<const unsigned char> entry{&bytes_[i * size], size};
-                if (!take_({layout, pos_, entry, static_cast<std::int64_t>(number)})) return false;
+            for (std::size_t i = 0; i < got; ++i, ++number) {
+                const Record entry{
+                    layout, pos_, {&bytes_[i * size], size}, static_cast<std::int64_t>(number)};
+                pos_ += static_cast<std::int64_t>(size);
+                if (!take_(entry)) return false;
             }
             if (got < some) return false;
         }
@@ -191,7 +192,7 @@ std::string flags_text(std::span<const Term> terms, std::uint32_t value) {
         if ((value & term.value) != 0) add(term.word);
         value &= ~term.value;
     }
-    if (value != 0) add(fmt::format("0x{:x}", value));
+    if (value != 0 && !text.empty()) add(fmt::format("0x{:x}", value));
     return text;
 }
 

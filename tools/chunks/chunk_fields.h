@@ -32,7 +32,8 @@ struct FieldValue {
     [[nodiscard]] bool is_number() const;
     [[nodiscard]] std::uint64_t number() const;
     [[nodiscard]] std::int64_t signed_number() const;
-    // What its number is called, or empty.
+    // What its number is called; of flags the names of the bits that are set, and in hexadecimal
+    // those without one. Empty where nothing has a name.
     [[nodiscard]] std::string term() const;
 };
 
@@ -53,7 +54,7 @@ std::int64_t take_payload(const InputFile &file, const Chunk &chunk, Parents par
 // Whether the chunk is of those whose layout is known, or a form or list.
 [[nodiscard]] bool has_fields(const Chunk &chunk, Parents parents);
 
-// What a number is called: of flags the bits that are set, those without a name in hexadecimal.
+// What a number is called, or empty.
 [[nodiscard]] std::string_view term_of(std::span<const Term> terms, std::uint32_t value);
 
 #endif

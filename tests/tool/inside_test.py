@@ -1,0 +1,378 @@
+"""Tests of the commands of sorn-tool that show, take out and compare. Run like tool_test.py."""
+
+import json
+import os
+import re
+import shutil
+import signal
+import stat
+import struct
+import subprocess
+import sys
+import unittest
+
+from look_test import AVIH, FRAME, INDEX, MOVI, LookTest, audio, headers, strh, strn, video
+from tool_test import (CUT_SHORT, DISAGREED, EMULATOR, FAULTY, INTERRUPTED, LONGEST, NAMES, PLUGIN,
+                       REFUSED, SAMPLES, SOURCE, TOOL, UNREADABLE, USAGE, chunk, film, filler,
+                       limit_files, lst, riff, run)
+
+sys.path.insert(0, str(SOURCE / "scripts"))
+import damage_films  # noqa: E402
+
+NOTHING = 1  # the file has no such thing
+SOUND = ["mpeg4-mp3.avi", "mjpeg-pcm-titles.avi", "audio-only.avi"]
+
+
+def u32(content, offset):
+    return struct.unpack_from("<I", content, offset)[0]
+
+
+def walk(content, start, end):
+    """Of each chunk its id, where its payload begins and its size: an independent reading."""
+    while start + 8 <= end:
+        name, size = content[start : start + 4], u32(content, start + 4)
+        yield name, start + 8, size
+        start += 8 + size + size % 2
+
+
+def media(content, start, end):
+    for name, payload, size in walk(content, start, end):
+        if name == b"LIST" and content[payload : payload + 4] == b"rec ":
+            yield from media(content, payload + 4, payload + size)
+        elif name != b"LIST":
+            yield name, content[payload : payload + size]
+
+
+def stream_of(content, number):
+    """The payloads of a stream."""
+    taken, start = b"", 0
+    while start + 12 <= len(content):  # forms follow each other without a pad
+        end = start + 8 + u32(content, start + 4)
+        for name, payload, size in walk(content, start + 12, end):
+            if name == b"LIST" and content[payload : payload + 4] == b"movi":
+                taken += b"".join(data for name, data in media(content, payload + 4, payload + size)
+                                  if name[:2] == b"%02d" % number)
+        start = end
+    return taken
+
+
+def vprp(fields=1):
+    return chunk(b"vprp", struct.pack("<5I2H3I", 1, 2, 25, 320, 240, 3, 4, 320, 240, fields) +
+                 struct.pack("<8I", *range(8)) * fields)
+
+
+def indexed_film():
+    """Every layout that is known, each field with a value of its own."""
+    palette = bytes(range(12))
+    paletted = chunk(b"strf", struct.pack("<3I2H4s5I", 55, 320, 0xFFFFFF10, 1, 8, bytes(4), 6, 7, 8, 3, 9) +
+                     palette + b"codec")
+    standard = struct.pack("<H2BI4sQI", 2, 0, 1, 2, b"00dc", 0x1_0000_0000, 5) + struct.pack(
+        "<4I", 11, 12, 13, 0x8000000E)
+    fields = struct.pack("<H2BI4sQI", 3, 1, 1, 1, b"00dc", 0, 0) + struct.pack("<3I", 21, 22, 23)
+    super_index = struct.pack("<H2BI4s3I", 4, 0, 0, 1, b"00dc", 1, 2, 3) + struct.pack("<Q2I", 99, 98, 97)
+    strd = chunk(b"strd", struct.pack("<2I", 7, 4) + b"data")
+    picture = lst(b"strl", strh(), paletted, strd, strn(b"name"), chunk(b"indx", super_index), vprp(2))
+    words = lst(b"strl", strh(b"txts"), chunk(b"strf", struct.pack("<4H", 1, 2, 4, 3)), strn(b"Subtitle"))
+    other = lst(b"strl", strh(b"mids"), chunk(b"strf", b"opaque"))
+    head = headers(picture, audio(extra=b"ext"), words, other,
+                   lst(b"odml", chunk(b"dmlh", struct.pack("<2I", 12, 0))))
+    return riff(b"AVI ", head, lst(b"INFO", chunk(b"ISFT", b"a writer\0")),
+                lst(b"movi", FRAME, chunk(b"ix00", standard), chunk(b"00ix", fields)), INDEX)
+
+
+class Fields(LookTest):
+    def rows(self, content, *options):
+        result = run("tree", "--json", *options, self.file(content))
+        self.assert_agrees(result)
+        return self.lines(result)[1:]
+
+    def fields(self, content, name, place=0):
+        row = [row for row in self.rows(content, "--fields") if row["id"] == name][place]
+        return row, {field["name"]: field["value"] for field in row["fields"]}
+
+    def test_the_layouts_by_the_formats_own_names(self):
+        content = indexed_film()
+        row, main = self.fields(content, "avih")
+        self.assertEqual(list(main), [
+            "id", "size", "dwMicroSecPerFrame", "dwMaxBytesPerSec", "dwPaddingGranularity", "dwFlags",
+            "dwTotalFrames", "dwInitialFrames", "dwStreams", "dwSuggestedBufferSize", "dwWidth",
+            "dwHeight", "dwReserved[0]", "dwReserved[1]", "dwReserved[2]", "dwReserved[3]"])
+        self.assertEqual((main["dwMicroSecPerFrame"], main["dwHeight"]), (40_000, 240))
+        self.assertEqual([f["term"] for f in row["fields"] if f["name"] == "dwFlags"], ["AVIF_HASINDEX"])
+        _, stream = self.fields(content, "strh")
+        self.assertEqual(list(stream)[2:], [
+            "fccType", "fccHandler", "dwFlags", "wPriority", "wLanguage", "dwInitialFrames", "dwScale",
+            "dwRate", "dwStart", "dwLength", "dwSuggestedBufferSize", "dwQuality", "dwSampleSize",
+            "rcFrame.left", "rcFrame.top", "rcFrame.right", "rcFrame.bottom"])
+        self.assertEqual((stream["fccType"], stream["dwRate"]), ("vids", 25))
+        row, picture = self.fields(content, "strf")
+        self.assertEqual(list(picture.items())[2:], [
+            ("biSize", 55), ("biWidth", 320), ("biHeight", -240), ("biPlanes", 1), ("biBitCount", 8),
+            ("biCompression", "\\x00\\x00\\x00\\x00"), ("biSizeImage", 6), ("biXPelsPerMeter", 7),
+            ("biYPelsPerMeter", 8), ("biClrUsed", 3), ("biClrImportant", 9), ("extra", b"codec".hex())])
+        self.assertEqual([[e[c] for c in ("rgbBlue", "rgbGreen", "rgbRed", "rgbReserved")]
+                          for e in row["entries"]], [[0, 1, 2, 3], [4, 5, 6, 7], [8, 9, 10, 11]])
+        row, sound = self.fields(content, "strf", 1)
+        self.assertEqual(list(sound.items())[2:], [
+            ("wFormatTag", 1), ("nChannels", 2), ("nSamplesPerSec", 48000), ("nAvgBytesPerSec", 192000),
+            ("nBlockAlign", 4), ("wBitsPerSample", 16), ("cbSize", 3), ("extra", b"ext".hex())])
+        self.assertEqual(row["fields"][2]["term"], "PCM")
+        self.assertEqual(list(self.fields(content, "strf", 2)[1].items())[2:],
+                         [("slot 1", 1), ("slot 2", 2), ("slot 4", 4), ("slot 3", 3)])
+        self.assertEqual(list(self.fields(content, "strf", 3)[1]), ["id", "size"])
+        self.assertEqual(list(self.fields(content, "strd")[1].items())[2:], [("word", 7), ("length", 4)])
+        self.assertEqual(self.fields(content, "strn")[1]["text"], "name")
+        self.assertEqual(self.fields(content, "ISFT")[1]["text"], "a writer\\x00")
+        self.assertEqual(self.fields(content, "dmlh")[1]["dwTotalFrames"], 12)
+        row, properties = self.fields(content, "vprp")
+        self.assertEqual((properties["dwFrameAspectRatio.y"], properties["nbFieldPerFrame"]), (3, 2))
+        self.assertEqual([e["VideoYValidStartLine"] for e in row["entries"]], [7, 7])
+
+    def test_indexes(self):
+        content = indexed_film()
+        row, index = self.fields(content, "indx")
+        self.assertEqual(list(index.items())[2:], [
+            ("wLongsPerEntry", 4), ("bIndexSubType", 0), ("bIndexType", 0), ("nEntriesInUse", 1),
+            ("dwChunkId", "00dc"), ("dwReserved[0]", 1), ("dwReserved[1]", 2), ("dwReserved[2]", 3)])
+        self.assertEqual(row["entries"], [{"offset": content.index(b"indx") + 32, "qwOffset": 99,
+                                           "dwSize": 98, "dwDuration": 97}])
+        row, index = self.fields(content, "ix00")
+        self.assertEqual((index["qwBaseOffset"], index["dwReserved"]), (0x1_0000_0000, 5))
+        self.assertEqual([(e["dwOffset"], e["dwSize"]) for e in row["entries"]],
+                         [(11, 12), (13, 0x8000000E)])
+        row, _ = self.fields(content, "00ix")
+        self.assertEqual([e["dwOffsetField2"] for e in row["entries"]], [23])
+        row, _ = self.fields(content, "idx1")
+        self.assertEqual(row["entries"], [{"offset": content.index(b"idx1") + 8, "dwChunkId": "00dc",
+                                           "dwFlags": 16, "dwOffset": 4, "dwSize": 24}])
+
+    def test_each_field_is_what_the_file_has_at_its_offset(self):
+        count = 0
+        for content in [indexed_film(), *((SAMPLES / name).read_bytes() for name in NAMES)]:
+            for row in self.rows(content):
+                self.assertEqual("entries" in row, False)
+                at = row["offset"]
+                for field in row["fields"]:
+                    self.assertEqual(field["offset"], at if field["name"] != "extra" else field["offset"])
+                    at += field["width"]
+                    there = content[field["offset"] : field["offset"] + field["width"]]
+                    value = field["value"]
+                    if isinstance(value, int):
+                        value %= 1 << (8 * field["width"])
+                        self.assertEqual(value, int.from_bytes(there, "little"), field)
+                    elif field["name"] == "extra":
+                        self.assertEqual(value, there.hex())
+                    else:
+                        told = re.sub(rb"\\x(..)", lambda m: bytes.fromhex(m[1].decode()), value.encode())
+                        self.assertEqual(told, there, field)
+                    count += 1
+        self.assertGreater(count, 500)
+
+    def test_lists_have_their_headers_and_media_nothing(self):
+        rows = self.rows(film(FRAME))
+        self.assertEqual([[f["name"] for f in row["fields"]] for row in rows if row["type"] == "movi"],
+                         [["id", "size", "type"]])
+        self.assertEqual([row["fields"] for row in rows if row["id"] == "00dc"], [[]])
+
+    def test_a_chunk_that_is_cut_short_has_the_fields_that_are_there(self):
+        content = riff(b"AVI ", lst(b"hdrl", AVIH))[:12 + 12 + 8 + 10]
+        fields = self.rows(content)[-1]["fields"]
+        self.assertEqual([f["name"] for f in fields][2:], ["dwMicroSecPerFrame", "dwMaxBytesPerSec"])
+
+    def test_the_tree_shows_them_inline(self):
+        path = self.file(indexed_film())
+        plain, shown = run("tree", path), run("tree", "--fields", path)
+        self.assert_agrees(shown)
+        for line in plain.out.splitlines()[1:]:
+            self.assertTrue("..." in line or line in shown.out, line)
+        self.assertRegex(shown.out, r"\n0x02c        10 00 00 00 +dwFlags +0x10 \(AVIF_HASINDEX\)\n")
+        self.assertRegex(shown.out, r" 04 +entry\[1\]  rgbBlue 4, rgbGreen 5, rgbRed 6|entry\[1\]  rgbBlue 4")
+        self.assertIn("bIndexType             0 (AVI_INDEX_OF_INDEXES)", shown.out)
+        self.assertIn("biCompression          '\\x00\\x00\\x00\\x00' (BI_RGB)", shown.out)
+        self.assertIn("dwChunkId '00dc', dwFlags 0x10 (AVIIF_KEYFRAME), dwOffset 4, dwSize 24", shown.out)
+
+    def test_lying_counts(self):
+        """Entries end with their chunk, whatever a header says of their number."""
+        index = struct.pack("<H2BI4s3I", 4, 0, 0, 0xFFFFFFFF, b"00dc", 0, 0, 0) + bytes(40)
+        content = riff(b"AVI ", headers(video(chunk(b"indx", index))), MOVI)
+        self.assertEqual(len(self.fields(content, "indx")[0]["entries"]), 2)
+        palette = chunk(b"strf", struct.pack("<3I2H4s5I", 40, 1, 1, 1, 8, bytes(4), 0, 0, 0, 1 << 31, 0) + bytes(9))
+        content = riff(b"AVI ", headers(lst(b"strl", strh(), palette)), MOVI)
+        self.assertEqual(len(self.fields(content, "strf")[0]["entries"]), 2)
+
+
+def bytes_of(dump):
+    """The bytes that a dump's lines show, by their offset; text and bytes are shown whole."""
+    shown = {}
+    for line in dump.splitlines():
+        found = re.match(r"0x([0-9a-f]+)  ((?:[0-9a-f]{2} )*[0-9a-f]{2})(?:  |$)", line)
+        if found is None:
+            continue
+        for i, byte in enumerate(bytes.fromhex(found[2])):
+            offset = int(found[1], 16) + i
+            assert offset not in shown, line
+            shown[offset] = byte
+    return shown
+
+
+class Dump(LookTest):
+    def dump(self, content, *words):
+        result = run("dump", self.file(content), *map(str, words))
+        self.assert_agrees(result)
+        return result.out
+
+    def test_every_byte_of_every_chunk_once(self):
+        for content in (indexed_film(), (SAMPLES / "extensions.avi").read_bytes()):
+            rows = self.lines(run("tree", "--json", self.file(content)))[1:]
+            self.assertGreater(len(rows), 20)
+            for row in rows:
+                start = row["offset"]
+                end = start + (12 if row["type"] else 8 + row["held"])
+                shown = bytes_of(self.dump(content, start))
+                self.assertEqual(shown, dict(zip(range(start, end), content[start:end])), row)
+
+    def test_a_known_layout_is_shown_by_fields_and_else_bytes(self):
+        out = self.dump(film(FRAME), "0x18").splitlines()
+        self.assertEqual(out[0], "0x018  avih  56 bytes  main header")
+        self.assertEqual(out[2], "0x01c  38 00 00 00              size                   56")
+        self.assertEqual(len(out), 1 + 2 + 14)
+        at = len(film())
+        out = self.dump(film(FRAME), at).splitlines()
+        self.assertEqual(out[0], f"0x{at:03x}  00dc  24 bytes  compressed video")
+        self.assertRegex(out[3], rf"^0x{at + 8:03x}  3c( ..){{15}}  \|<.{{15}}\|$")
+        self.assertRegex(out[4], rf"^0x{at + 24:03x}  dc( ..){{7}} +\|.S..7..Q\|$")
+
+    def test_from_a_byte_inside_a_chunk(self):
+        content = film(FRAME)
+        out = self.dump(content, 0x2d).splitlines()
+        self.assertIn("dwFlags", out[1])  # the field that holds it
+        self.assertNotIn("dwPaddingGranularity", "\n".join(out))
+        at = len(film()) + 8 + 5
+        self.assertEqual(bytes_of(self.dump(content, at)),
+                         dict(zip(range(at, len(content)), content[at:])))
+
+    def test_as_many_bytes_as_are_asked_for(self):
+        content = film(FRAME)
+        at = len(film())
+        for length in (1, 8, 15, 30):
+            self.assertEqual(max(bytes_of(self.dump(content, at + 8, "--length", length))),
+                             min(at + 8 + length, len(content)) - 1)
+        self.assertEqual(max(bytes_of(self.dump(content, 0x20, "--length", 5))), 0x27)  # whole fields
+        shown = bytes_of(self.dump(content, 0, "--length", 60))  # of a form, what it holds too
+        self.assertEqual(shown, dict(enumerate(content[:60])))
+        self.assert_fails(run("dump", self.file(content), "0", "--length", "0"), USAGE)
+
+    def test_a_chunk_that_the_file_cuts_short(self):
+        content = film(FRAME)[:-10]
+        out = self.dump(content, len(film()))
+        self.assertIn("24 bytes declared, 14 there", out)
+        self.assertEqual(max(bytes_of(out)), len(content) - 1)
+        content = riff(b"AVI ", lst(b"hdrl", AVIH))[:12 + 12 + 8 + 10]
+        self.assertEqual(bytes_of(self.dump(content, 24)), dict(enumerate(content[24:], 24)))
+
+    def test_bytes_that_are_no_chunk(self):
+        content = film(FRAME, chunk(b"01wb", b"odd")) + b"end"
+        out = self.dump(content, len(content) - 2)
+        self.assertEqual(out.splitlines()[0], "no chunk is here")
+        self.assertEqual(bytes_of(out), {len(content) - 2: ord("n"), len(content) - 1: ord("d")})
+        pad = len(content) - 3 - 1
+        self.assertEqual(bytes_of(self.dump(content, pad)), {pad: 0})
+
+    def test_lines_that_are_alike_are_a_star(self):
+        content = film(chunk(b"00dc", bytes(1000)))
+        out = self.dump(content, len(film()) + 8).splitlines()
+        self.assertEqual(len(out), 1 + 1 + 1 + 1)
+        self.assertEqual(out[2], "*")
+        self.assertEqual(out[3].split()[0], f"0x{len(film()) + 8 + 992:03x}")
+        out = self.dump(film(chunk(b"00dc", bytes(1024))), len(film()) + 8).splitlines()
+        self.assertEqual(out[3], f"0x{len(film()) + 8 + 1024:03x}")  # where it ends
+
+    def test_what_the_reader_keeps_by_name(self):
+        content = (SAMPLES / "extensions.avi").read_bytes()
+        for what, name, place in (("data", b"MTDA", 0), ("menu", b"MENU", 0), ("form-menu", b"MENU", -1),
+                                  ("stream-data:0", b"strd", 0), ("header", b"avih", 0),
+                                  ("index", b"idx1", 0)):
+            with self.subTest(what):
+                at = [m.start() for m in re.finditer(name, content)][place]
+                if what == "form-menu":
+                    at = content.index(b"MENU", content.rindex(b"QMNU"))
+                shown = bytes_of(self.dump(content, what))
+                self.assertEqual(shown, dict(zip(range(at, at + 8 + u32(content, at + 4)), content[at:])))
+
+    def test_the_headers_of_a_stream(self):
+        out = self.dump((SAMPLES / "extensions.avi").read_bytes(), "header:1")
+        self.assertIn("'auds'", out)
+        self.assertRegex(out, r"wFormatTag +85 \(MP3\)")
+        self.assertEqual(len(re.findall(r"^0x\w+  str[hf]  ", out, re.M)), 2)
+
+    def test_of_several_the_one_that_the_reader_keeps(self):
+        menus = lst(b"QMNU", chunk(b"MENU", b"1st."), chunk(b"MENU", b"2nd."), chunk(b"JUNK", bytes(8)))
+        content = riff(b"AVI ", headers(video()), menus, MOVI)
+        self.assertIn("|2nd.|", self.dump(content, "menu"))
+
+    def test_files_that_the_reader_refuses(self):
+        data = lst(b"QRDT", chunk(b"MTDA", b"1st."), chunk(b"MTDA", b"2nd."))
+        menu = riff(b"MENU", lst(b"QMNU", chunk(b"MENU", b"menu")))
+        content = riff(b"AVI ", headers(video()), data, lst(b"movi"), INDEX) + menu
+        path = self.file(content)
+        self.assertEqual(run("check", path).status, REFUSED)
+        self.assertIn("|2nd.|", self.dump(content, "data"))
+        self.assertIn("|menu|", self.dump(content, "form-menu"))
+        self.assertIn("'vids'", self.dump(content, "header:0"))
+        self.assertIn("entry[0]", self.dump(content, "index"))
+        self.assertIn("avih", self.dump(content, 0x20))
+        self.assertIn("no film", self.dump(b"no film", 0))
+
+    def test_what_is_not_there(self):
+        path = self.file(film(FRAME))
+        for what, words in (("data", "has no data chunk"), ("menu", "has no menu"), ("form-menu", "has no menu"),
+                            ("stream-data:0", "of stream 0"), ("header:7", "of stream 7"),
+                            ("index", "has no index")):
+            result = run("dump", path, what)
+            self.assert_fails(result, NOTHING, words)
+            self.assertEqual(result.out, "")
+        self.assert_fails(run("dump", path, str(path.stat().st_size)), USAGE, "ends at")
+        for what in ("nonsense", "0x", "-1", "header:", "header:x", "header:-1", "data:1", "stream-data", "12 "):
+            self.assert_fails(run("dump", path, "--", what), USAGE)
+        self.assert_fails(run("dump", path), USAGE)
+        self.assert_fails(run("dump", self.folder / "none", "0"), UNREADABLE, "No such file")
+        self.assert_fails(run("dump", self.folder, "0"), UNREADABLE)
+
+    def test_an_output_that_is_full(self):
+        with open("/dev/full", "wb") as full:
+            done = subprocess.run([*EMULATOR, TOOL, "dump", SAMPLES / "mpeg4-mp3.avi", "index"], stdout=full,
+                                  stderr=subprocess.PIPE, timeout=LONGEST)
+        self.assertEqual(done.returncode, 1)
+        self.assertIn(b"cannot write", done.stderr)
+
+
+
+def header_of(row):
+    return {field["name"]: (field["first"]["value"], field["second"]["value"]) for field in row["fields"]}
+
+
+
+def damaged_bytes(right, wrong):
+    """Where the difference begins, and where it ends in either file."""
+    limit = min(len(right), len(wrong))
+    begin = next((i for i in range(limit) if right[i] != wrong[i]), limit)
+    same = 0
+    while same < limit - begin and right[-1 - same] == wrong[-1 - same]:
+        same += 1
+    return begin, len(right) - same, len(wrong) - same
+
+
+def touches(row, damage):
+    begin, *ends = damage
+    for side, end in zip((row["first"], row["second"]), ends):
+        if side is None:
+            continue
+        own = 12 if side["type"] else side["held"] + (8 if side["id"] is not None else 0)
+        if side["offset"] <= max(end, begin) and side["offset"] + own + 1 >= begin:
+            return True
+    return False
+
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
