@@ -42,6 +42,7 @@ constexpr Example kExamples[] = {
     {"tree", "sorn-tool tree broken.avi | less"},
     {"map", "sorn-tool map film.avi -o film.html"},
     {"dump", "sorn-tool dump film.avi 0x18"},
+    {"extract", "sorn-tool extract film.avi --stream 1 -o sound.mp3"},
 };
 
 Exit usage_error(const CLI::ParseError &error) {
@@ -114,6 +115,7 @@ Exit run(int argc, char **argv) {
     add_tree(app, status);
     add_map(app, status);
     add_dump(app, status);
+    add_extract(app, status);
     for (const auto &[name, example] : kExamples) {
         app.get_subcommand(name)->footer(fmt::format("Example:\n  {}\n\n{}", example, kStatuses));
     }

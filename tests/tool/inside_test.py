@@ -346,6 +346,193 @@ class Dump(LookTest):
         self.assertIn(b"cannot write", done.stderr)
 
 
+class Extract(LookTest):
+    def setUp(self):
+        super().setUp()
+        self.out = self.folder / "out"
+        self.out.mkdir()
+        self.taken = self.out / "taken"
+
+    def extract(self, path, *options):
+        self.assert_agrees(run("extract", path, *options, "-o", self.taken))
+        self.assertEqual(os.listdir(self.out), ["taken"])
+        return self.taken.read_bytes()
+
+    def fails(self, path, options, status, *words):
+        self.assert_fails(run("extract", path, *options, "-o", self.taken), status, *words)
+        self.assertEqual(os.listdir(self.out), [])
+
+    def test_each_stream_of_each_sample(self):
+        count = 0
+        for name in NAMES:
+            content = (SAMPLES / name).read_bytes()
+            for number in range(6):
+                wanted = stream_of(content, number)
+                if not wanted:
+                    continue
+                with self.subTest(name, stream=number):
+                    self.assertEqual(self.extract(SAMPLES / name, "--stream", str(number)), wanted)
+                    count += 1
+        self.assertGreaterEqual(count, 8)
+
+    def test_as_another_demuxer_has_them(self):
+        if shutil.which("ffmpeg") is None:
+            self.skipTest("ffmpeg is missing")
+        for name in SOUND:
+            for number in range(1 if name == "audio-only.avi" else 2):
+                other = subprocess.run(["ffmpeg", "-v", "error", "-i", SAMPLES / name, "-map", f"0:{number}",
+                                        "-c", "copy", "-f", "data", "-"], capture_output=True, check=True)
+                self.assertEqual(self.extract(SAMPLES / name, "--stream", str(number)), other.stdout)
+
+    def test_forms_and_groups_in_the_order_of_the_file(self):
+        parts = [filler(n, n) for n in (5, 24, 0, 7, 11)]
+        first, second, third, fourth, fifth = (chunk(b"01wb", part) for part in parts)
+        content = riff(b"AVI ", headers(video(), audio()),
+                       lst(b"movi", first, FRAME, lst(b"rec ", second, FRAME), chunk(b"ix01", bytes(24)),
+                           chunk(b"01ix", bytes(24)), third), INDEX)
+        content += riff(b"AVIX", lst(b"movi", fourth, lst(b"rec ", fifth))) + riff(b"AVIX", MOVI)
+        self.assertEqual(self.extract(self.file(content), "--stream", "1"), b"".join(parts))
+
+    def test_what_the_record_keeps(self):
+        path = SAMPLES / "extensions.avi"
+        record = json.loads(run("info", "--json", path).out)
+        for option, blob, header in (("--data", "data_blob", 0), ("--menu", "menu_blob", 8),
+                                     ("--form-menu", "form_menu_blob", 8)):
+            self.assertEqual(self.extract(path, option), bytes.fromhex(record[blob]["data"])[header:])
+        self.assertEqual(self.extract(path, "--stream-data", "0"),
+                         bytes.fromhex(record["video"][0]["stream_data"]))
+
+    def test_a_chunk_by_its_place(self):
+        content = (SAMPLES / "extensions.avi").read_bytes()
+        path = SAMPLES / "extensions.avi"
+        for name in (b"avih", b"MTDA", b"strd", b"idx1"):
+            at = content.index(name)
+            self.assertEqual(self.extract(path, "--chunk", hex(at)),
+                             content[at + 8 : at + 8 + u32(content, at + 4)])
+        movi = content.index(b"movi") - 8
+        self.assertEqual(self.extract(path, "--chunk", str(movi)),
+                         content[movi + 8 : movi + 8 + u32(content, movi + 4)])
+        os.remove(self.taken)
+        self.fails(path, ["--chunk", "25"], NOTHING, "begins at 0x19", "'avih' chunk at 0x18")
+        self.fails(path, ["--chunk", "0xffffff"], NOTHING, "0xffffff")
+
+    def test_to_standard_output(self):
+        wanted = stream_of((SAMPLES / "mpeg4-mp3.avi").read_bytes(), 1)
+        done = subprocess.run([*EMULATOR, TOOL, "extract", SAMPLES / "mpeg4-mp3.avi", "--stream", "1", "-o", "-"],
+                              capture_output=True, timeout=LONGEST)
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, wanted, b""))
+
+    def test_what_is_not_there(self):
+        path = self.file(film(FRAME))
+        for options, words in ((["--stream", "7"], "no chunk of stream 7"), (["--data"], "no data chunk"),
+                               (["--menu"], "no menu"), (["--form-menu"], "no menu form"),
+                               (["--stream-data", "0"], "no data of stream 0")):
+            self.fails(path, options, NOTHING, words)
+
+    def test_what_the_file_does_not_hold_is_an_error(self):
+        self.fails(self.file(film(FRAME, FRAME)[:-4]), ["--stream", "0"], CUT_SHORT,
+                   "'00dc' chunk", "24 bytes", "20 bytes")
+        lying = chunk(b"strd", struct.pack("<2I", 7, 0x90000) + b"data")
+        path = self.file(riff(b"AVI ", headers(audio(lying)), MOVI))
+        self.fails(path, ["--stream-data", "0"], CUT_SHORT, "589,824 bytes")
+        path = self.file(riff(b"AVI ", headers(video()), MOVI) + riff(
+            b"MENU", b"LIST" + struct.pack("<I", 4) + b"QMNU" + chunk(b"MENU", b"four", size=50)))
+        self.fails(path, ["--form-menu"], CUT_SHORT, "'MENU' chunk", "50 bytes")
+
+    def test_files_that_are_refused(self):
+        path = self.file(riff(b"AVI ", headers(video()), lst(b"movi"), INDEX))
+        self.fails(path, ["--stream", "0"], REFUSED, "the reader takes it for ended")
+        self.fails(self.folder / "none", ["--data"], UNREADABLE, "No such file")
+
+    def test_wrong_usage(self):
+        path = self.file(film(FRAME))
+        for options in ([], ["--data", "--menu"], ["--stream", "0", "--chunk", "0"], ["--stream", "x"],
+                        ["--stream", "100"], ["--chunk", "0xg"]):
+            self.fails(path, options, USAGE)
+        self.assert_fails(run("extract", path, "--data"), USAGE, "--output")
+
+    def test_never_into_the_file_itself(self):
+        content = film(FRAME)
+        path = self.file(content)
+        os.link(path, self.folder / "hard")
+        os.symlink(path, self.folder / "soft")
+        for name in ("film.avi", "hard", "soft", "./out/../film.avi"):
+            self.assert_fails(run("extract", path, "--stream", "0", "-o", f"{self.folder}/{name}"), USAGE,
+                              "the file that is read")
+        with open(path, "ab") as same:
+            done = subprocess.run([*EMULATOR, TOOL, "extract", path, "--stream", "0", "-o", "-"], stdout=same,
+                                  stderr=subprocess.PIPE, timeout=LONGEST)
+        self.assertEqual(done.returncode, USAGE)
+        self.assertEqual(path.read_bytes(), content)
+        self.assertEqual(sorted(os.listdir(self.folder)), ["film.avi", "hard", "out", "soft"])
+
+    def test_a_file_of_that_name_is_replaced_or_stays_as_it_was(self):
+        path = self.file(film(FRAME))
+        self.taken.write_text("before")
+        self.taken.chmod(0o640)
+        self.assert_fails(run("extract", path, "--data", "-o", self.taken), NOTHING)
+        self.assertEqual(self.taken.read_text(), "before")
+        self.assertEqual(self.extract(path, "--stream", "0"), filler(24))
+        self.assertEqual(stat.S_IMODE(self.taken.stat().st_mode), 0o640)
+        link = self.folder / "link"
+        os.symlink(self.taken, link)
+        self.taken.write_text("before")
+        self.assert_agrees(run("extract", path, "--stream", "0", "-o", link))
+        self.assertTrue(link.is_symlink())
+        self.assertEqual(self.taken.read_bytes(), filler(24))
+
+    def test_outputs_that_cannot_be_written(self):
+        path = self.file(film(FRAME))
+        for name, why in (("none/taken", "No such file"), ("film.avi/taken", "Not a directory"),
+                          ("out", "Not a regular file")):
+            self.assert_fails(run("extract", path, "--stream", "0", "-o", self.folder / name), 1,
+                              "cannot be written: " + why)
+        self.assert_fails(run("extract", path, "--stream", "0", "-o", "/dev/null"), 1, "Not a regular file")
+        self.assertTrue(stat.S_ISCHR(os.stat("/dev/null").st_mode))
+
+    def test_a_full_disk_leaves_nothing(self):
+        for before in (None, "before"):
+            if before is not None:
+                self.taken.write_text(before)
+            result = run("extract", SAMPLES / "mpeg4-mp3.avi", "--stream", "0", "-o", self.taken,
+                         preexec_fn=limit_files)
+            self.assert_fails(result, 1, "cannot be written: File too large")
+            self.assertEqual(os.listdir(self.out), [] if before is None else ["taken"])
+        self.assertEqual(self.taken.read_text(), "before")
+        with open("/dev/full", "wb") as full:
+            done = subprocess.run([*EMULATOR, TOOL, "extract", SAMPLES / "mpeg4-mp3.avi", "--stream", "0",
+                                   "-o", "-"], stdout=full, stderr=subprocess.PIPE, timeout=LONGEST)
+        self.assertEqual(done.returncode, 1)
+        self.assertIn(b"No space left on device", done.stderr)
+
+    def test_a_plug_in_that_delivers_something_else(self):
+        for fault in ("bytes", "short", "read", "seek", "tell"):
+            with self.subTest(fault):
+                result = run("extract", SAMPLES / "mpeg4-mp3.avi", "--stream", "1", "--plugin", FAULTY, "-o",
+                             self.taken, env={"REAL_PLUGIN": str(PLUGIN), "FAULT": fault})
+                self.assert_fails(result, DISAGREED, "mpeg4-mp3.avi: ")
+                self.assertEqual(os.listdir(self.out), [])
+        self.assert_fails(run("extract", SAMPLES / "mpeg4-mp3.avi", "--stream", "1", "--plugin", "/none", "-o",
+                              self.taken), 4, "/none")
+
+    def test_interrupted_or_asked_to_end_it_leaves_nothing(self):
+        for number in (signal.SIGINT, signal.SIGTERM):
+            for where in (str(self.taken), "-"):
+                with self.subTest(number, where=where):
+                    self.stop(number, where)
+
+    def stop(self, number, where):
+        """The plug-in, which is in the same process, presses the key in the midst of the reading."""
+        path = self.folder / "long.avi"
+        path.write_bytes(film(*[FRAME] * 2000))
+        environment = {"REAL_PLUGIN": str(PLUGIN), "FAULT": "interrupt" if number == signal.SIGINT else "end"}
+        done = subprocess.run([*EMULATOR, TOOL, "extract", path, "--stream", "0", "--plugin", FAULTY, "-o", where],
+                              stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, timeout=LONGEST,
+                              env={**os.environ, **environment})
+        self.assertEqual(done.returncode, INTERRUPTED)
+        self.assertTrue(done.stderr.endswith(b"long.avi: interrupted\n"), done.stderr)
+        self.assertEqual(os.listdir(self.out), [])
+
 
 def header_of(row):
     return {field["name"]: (field["first"]["value"], field["second"]["value"]) for field in row["fields"]}

@@ -16,5 +16,6 @@ void add_check(CLI::App &app, Exit &status);
 void add_tree(CLI::App &app, Exit &status);
 void add_map(CLI::App &app, Exit &status);
 void add_dump(CLI::App &app, Exit &status);
+void add_extract(CLI::App &app, Exit &status);
 
 #endif
