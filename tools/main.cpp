@@ -43,6 +43,7 @@ constexpr Example kExamples[] = {
     {"map", "sorn-tool map film.avi -o film.html"},
     {"dump", "sorn-tool dump film.avi 0x18"},
     {"extract", "sorn-tool extract film.avi --stream 1 -o sound.mp3"},
+    {"diff", "sorn-tool diff film.avi broken.avi"},
 };
 
 Exit usage_error(const CLI::ParseError &error) {
@@ -116,6 +117,7 @@ Exit run(int argc, char **argv) {
     add_map(app, status);
     add_dump(app, status);
     add_extract(app, status);
+    add_diff(app, status);
     for (const auto &[name, example] : kExamples) {
         app.get_subcommand(name)->footer(fmt::format("Example:\n  {}\n\n{}", example, kStatuses));
     }

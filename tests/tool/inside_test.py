@@ -538,6 +538,193 @@ def header_of(row):
     return {field["name"]: (field["first"]["value"], field["second"]["value"]) for field in row["fields"]}
 
 
+class Diff(LookTest):
+    def diff(self, first, second, *options):
+        """The first line, and the others."""
+        a = first if isinstance(first, os.PathLike) else self.file(first, "first.avi")
+        b = second if isinstance(second, os.PathLike) else self.file(second, "second.avi")
+        result = run("diff", "--json", a, b, *options)
+        self.assertEqual(result.err, "")
+        summary, *rows = self.lines(result)
+        self.assertEqual(result.status, 0 if summary["outcome"] == "same" else DISAGREED)
+        self.assertEqual(bool(rows), summary["outcome"] != "same")
+        for change in ("changed", "missing", "added", "moved"):
+            self.assertEqual(summary[change], sum(row["change"] == change for row in rows))
+        self.text = run("diff", a, b, *options).out
+        return summary["outcome"], rows
+
+    def one(self, first, second, change="changed", outcome="different"):
+        found, rows = self.diff(first, second)
+        self.assertEqual((found, [row["change"] for row in rows]), (outcome, [change]))
+        return rows[0]
+
+    def film(self, *frames, before=(), streams=None):
+        return riff(b"AVI ", headers(*(streams or [video()])), *before, lst(b"movi", *frames), INDEX)
+
+    frames = [chunk(b"00dc" if n % 2 else b"01wb", filler(20 + n % 7, n)) for n in range(60)]
+
+    def test_equal_files_are_said_to_be(self):
+        for name in NAMES:
+            self.assertEqual(self.diff(SAMPLES / name, self.file((SAMPLES / name).read_bytes()))[0], "same")
+            self.assertRegex(self.text, r" are the same\n\Z")
+        self.assertEqual(self.diff(b"", b"")[0], "same")
+        self.assertEqual(self.diff(b"no film", b"no film")[0], "same")
+
+    def test_media_bytes_alone(self):
+        right = self.film(*self.frames)
+        wrong = bytearray(right)
+        at = right.index(self.frames[5])
+        wrong[at + 10] ^= 1
+        wrong[at + 12] ^= 1
+        row = self.one(right, bytes(wrong), outcome="media")
+        self.assertEqual((row["first"]["offset"], row["fields"]), (at, []))
+        self.assertEqual(row["bytes"], {"differ": 2, "first_differs_at": at + 10, "first_size": 26,
+                                        "second_size": 26})
+        self.assertIn("differ in media bytes alone: 1 chunk changed\n", self.text)
+        self.assertIn(f"0x{at + 10:x}  2 bytes differ, the first: {right[at + 10]:02x} -> "
+                      f"{wrong[at + 10]:02x}", self.text)
+
+    def test_what_is_no_media_is_not_taken_for_it(self):
+        for before in (chunk(b"JUNK", b"some"), lst(b"QRDT", chunk(b"MTDA", b"some"))):
+            row = self.one(self.film(*self.frames, before=[before]),
+                           self.film(*self.frames, before=[before.replace(b"some", b"Some")]))
+            self.assertEqual(row["bytes"]["differ"], 1)
+        right = self.film(chunk(b"01wb", b"odd"), FRAME)
+        self.one(right, right.replace(b"odd\0", b"odd\1"))  # a pad
+        index = self.film(*self.frames, chunk(b"ix00", bytes(32)))
+        self.one(index, index.replace(b"ix00" + struct.pack("<I", 32) + bytes(32),
+                                      b"ix00" + struct.pack("<I", 32) + bytes(31) + b"\1"))
+
+    def test_fields_with_both_values(self):
+        right = self.film(*self.frames)
+        wrong = right.replace(struct.pack("<I", 40_000), struct.pack("<I", 50_000), 1)
+        row = self.one(right, wrong)
+        self.assertEqual(row["fields"], [{"name": "dwMicroSecPerFrame", "first": {"offset": 32, "value": 40_000},
+                                          "second": {"offset": 32, "value": 50_000}}])
+        self.assertEqual(row["bytes"], None)
+        self.assertIn("\n    0x20  dwMicroSecPerFrame: 40000 -> 50000\n", self.text)
+        at = right.index(b"idx1") + 8
+        row = self.one(right, right[: at + 4] + b"\0" + right[at + 5 :])
+        self.assertEqual(header_of(row), {"entry[0].dwFlags": (16, 0)})
+        self.assertIn("entry[0].dwFlags: 0x10 (AVIIF_KEYFRAME) -> 0x0\n", self.text)
+
+    def test_names_of_another_length(self):
+        row = self.diff(self.film(FRAME, streams=[video(strn(b"name"))]),
+                        self.film(FRAME, streams=[video(strn(b"naming"))]))[1][-1]
+        self.assertEqual(header_of(row), {"size": (4, 6), "text": ("name", "naming")})
+        self.assertEqual(row["bytes"], None)
+
+    def test_sizes_and_ids_that_make_other_chunks_of_the_same_bytes(self):
+        right = self.film(*self.frames)
+        movi = right.index(b"movi") - 8
+        middle = right.index(self.frames[30])
+        last = right.index(b"idx1")
+        for at, bytes_, name in ((0, b"RIFX", "id"), (12, b"LISX", "id"), (movi, b"LISX", "id"),
+                                 (movi + 8, b"mowi", "type"), (movi + 4, bytes(4), "size"),
+                                 (4, bytes(4), "size"), (16, struct.pack("<I", 300), "size"),
+                                 (16, struct.pack("<I", 100), "size"), (middle, b"\0\0\0\0", "id"),
+                                 (middle + 4, struct.pack("<I", 60), "size"),
+                                 (middle + 4, struct.pack("<I", 2), "size"),
+                                 (middle + 4, b"\xff" * 4, "size"), (last, b"idx2", "id"),
+                                 (last + 4, struct.pack("<I", 11), "size")):
+            with self.subTest(at=at, to=bytes_):
+                row = self.one(right, right[:at] + bytes_ + right[at + len(bytes_) :])
+                self.assertEqual(list(header_of(row)), [name])
+
+    def test_chunks_that_are_missing_or_more(self):
+        for place in (0, 7, 59):
+            fewer = self.frames[:place] + self.frames[place + 1 :]
+            rows = self.diff(self.film(*self.frames), self.film(*fewer))[1]
+            names = [(row["change"], row["first"] and row["first"]["id"]) for row in rows]
+            wanted = [("changed", "RIFF"), ("changed", "LIST"), ("missing", "00dc" if place % 2 else "01wb")]
+            self.assertEqual(names, wanted)
+            rows = self.diff(self.film(*fewer), self.film(*self.frames))[1]
+            self.assertEqual([row["change"] for row in rows], ["changed", "changed", "added"])
+            self.assertEqual(rows[2]["second"]["offset"],
+                             self.film(*self.frames).index(self.frames[place]))
+
+    def test_long_runs_are_one_line(self):
+        rows = self.diff(self.film(*self.frames), self.film(*self.frames[:10], *self.frames[50:]))[1]
+        self.assertEqual([row["change"] for row in rows], ["changed"] * 2 + ["missing"] * 40)
+        self.assertRegex(self.text, r"\n  missing  0x\w+  40 chunks up to 0x\w+: 20 00dc, 20 01wb\n")
+        self.assertEqual(len(self.text.splitlines()), 1 + 2 * 2 + 1)
+        self.diff(self.film(*self.frames), self.film(*self.frames[:10], *self.frames[50:]))
+        everything = run("diff", "--all", self.folder / "first.avi", self.folder / "second.avi").out
+        self.assertEqual(len(everything.splitlines()), 1 + 2 * 2 + 40)
+
+    def test_chunks_that_moved(self):
+        swapped = [*self.frames[:20], self.frames[40], *self.frames[20:40], *self.frames[41:]]
+        row = self.one(self.film(*self.frames), self.film(*swapped), "moved")
+        self.assertEqual((row["first"]["offset"], row["second"]["offset"]),
+                         (self.film(*self.frames).index(self.frames[40]),
+                          self.film(*swapped).index(self.frames[40])))
+        name, data = strn(b"name"), chunk(b"strd", struct.pack("<2I", 7, 4) + b"data")
+        self.one(self.film(FRAME, streams=[video(data, name)]), self.film(FRAME, streams=[video(name, data)]),
+                 "moved")
+
+    def test_what_lies_further_on_is_no_difference(self):
+        wider = self.film(*self.frames, before=[chunk(b"JUNK", bytes(1000))])
+        rows = self.diff(self.film(*self.frames), wider)[1]
+        self.assertEqual([(row["change"], row["second"]["id"]) for row in rows],
+                         [("changed", "RIFF"), ("added", "JUNK")])
+
+    def test_cut_short(self):
+        right = self.film(*self.frames)
+        rows = self.diff(right, right[: right.index(self.frames[30]) + 12])[1]
+        self.assertEqual(rows[0]["bytes"]["second_size"], 4)
+        self.assertEqual([row["change"] for row in rows], ["changed"] + ["missing"] * 30)
+        rows = self.diff(right, right + b"end")[1]
+        self.assertEqual([(row["change"], row["second"]["id"]) for row in rows], [("added", None)])
+
+    def test_damage_is_named_and_nothing_else(self):
+        """Of damage of every kind: each difference touches the bytes that were damaged."""
+        count = 0
+        for name in SOUND:
+            sound = damage_films.Film(SAMPLES / name)
+            for kind, _, data, *_ in damage_films.damaged(sound):
+                if data == sound.data:
+                    continue
+                with self.subTest(name, damage=kind):
+                    _, rows = self.diff(SAMPLES / name, data)
+                    for row in rows:
+                        self.assertTrue(touches(row, damaged_bytes(sound.data, data)), row)
+                    count += 1
+        self.assertGreater(count, 150)
+
+    def test_nothing_alike(self):
+        other = riff(b"WAVE", chunk(b"fmt ", bytes(16)), chunk(b"data", filler(500, 9)))
+        outcome, rows = self.diff(SAMPLES / "mpeg4-mp3.avi", other)
+        self.assertEqual(outcome, "different")
+        self.assertGreater(sum(row["change"] == "missing" for row in rows), 100)
+        self.assertEqual({row["change"] for row in self.diff(b"", film(FRAME))[1]}, {"added"})
+
+    def test_as_the_schema_says(self):
+        import jsonschema
+        schema = json.loads((SOURCE / "docs/schemas/diff.json").read_text())
+        validator = jsonschema.Draft202012Validator(schema)
+        sound = damage_films.Film(SAMPLES / "mjpeg-pcm-titles.avi")
+        lines = []
+        for _, _, data, *_ in list(damage_films.damaged(sound))[::5]:
+            lines += self.lines(run("diff", "--json", SAMPLES / "mjpeg-pcm-titles.avi", self.file(data)))
+        self.assertGreater(len(lines), 20)
+        for line in lines:
+            validator.validate(line)
+            with self.assertRaises(jsonschema.ValidationError):
+                validator.validate({**line, "more": 1})
+
+    def test_tree_with_entries_is_as_its_schema_says(self):
+        import jsonschema
+        validator = jsonschema.Draft202012Validator(json.loads((SOURCE / "docs/schemas/tree.json").read_text()))
+        for line in self.lines(run("tree", "--json", "--fields", self.file(indexed_film()))):
+            validator.validate(line)
+
+    def test_paths_that_cannot_be_read(self):
+        path = self.file(film(FRAME))
+        self.assert_fails(run("diff", path, self.folder / "none"), UNREADABLE, "none: No such file")
+        self.assert_fails(run("diff", self.folder / "none", path), UNREADABLE, "none: No such file")
+        self.assert_fails(run("diff", path), USAGE)
+        self.assert_fails(run("diff", path, path, path), USAGE)
+
 
 def damaged_bytes(right, wrong):
     """Where the difference begins, and where it ends in either file."""
@@ -559,6 +746,107 @@ def touches(row, damage):
             return True
     return False
 
+
+class Long(LookTest):
+    """Films of 5 GiB, which are holes but for their headers, and of very many chunks."""
+
+    def sparse(self, name="far.avi"):
+        """Five forms, each with a picture of 1 GiB between two short chunks."""
+        path = self.folder / name
+        big = (1 << 30) - 256
+        self.places = []
+        with open(path, "wb") as file:
+            for form in range(5):
+                head = headers(video(), audio()) if form == 0 else b""
+                size = 4 + 8 + 24 + 8 + big + 8 + 10
+                body = (b"AVIX" if form else b"AVI ") + head
+                file.write(b"RIFF" + struct.pack("<I", len(body) + 8 + size) + body + b"LIST" +
+                           struct.pack("<I", size) + b"movi" + chunk(b"00dc", filler(24, form)))
+                self.places.append(file.tell())
+                file.write(b"00dc" + struct.pack("<I", big))
+                file.seek(big, 1)
+                file.write(chunk(b"01wb", filler(10, 100 + form)))
+        if path.stat().st_blocks * 512 > 1 << 24:
+            self.skipTest("there are no holes in files here")
+        return path
+
+    def run_small(self, *arguments):
+        """Runs it, and holds it to a memory that is small beside the film."""
+        with open(self.folder / "out", "wb") as out:
+            process = subprocess.Popen([*EMULATOR, TOOL, *arguments], stdout=out, stderr=subprocess.PIPE)
+            err = process.stderr.read()
+            process.stderr.close()
+            _, status, usage = os.wait4(process.pid, 0)
+            process.returncode = os.waitstatus_to_exitcode(status)
+        self.assertLess(usage.ru_maxrss, 1 << 19, "KiB")
+        self.assertEqual(err, b"")
+        return process.returncode, (self.folder / "out").read_bytes()
+
+    def test_a_film_past_4_gib(self):
+        path = self.sparse()
+        taken = self.folder / "taken"
+        status, _ = self.run_small("extract", path, "--stream", "1", "-o", taken)
+        self.assertEqual(status, 0)
+        self.assertEqual(taken.read_bytes(), b"".join(filler(10, 100 + form) for form in range(5)))
+        status, out = self.run_small("dump", path, str(self.places[4]))
+        self.assertEqual(status, 0)
+        self.assertLess(len(out.splitlines()), 10)
+        self.assertIn(f"0x{path.stat().st_size - 18:09x}", out.decode())
+        other = self.sparse("other.avi")
+        self.assertEqual(self.run_small("diff", path, other)[0], 0)
+        with open(other, "r+b") as file:
+            file.seek(self.places[3] + 900_000_000)
+            file.write(b"x")
+        status, out = self.run_small("diff", path, other)
+        self.assertEqual(status, DISAGREED)
+        self.assertIn(f"0x{self.places[3] + 900_000_000:x}  1 byte differs: 00 -> 78", out.decode())
+
+    def test_holes_stay_holes(self):
+        path = self.folder / "far.avi"
+        size = 200 << 20
+        with open(path, "wb") as file:
+            file.write(film(FRAME, movi_size=4 + 32 + 8 + size, riff_size=len(film()) + 32 + size))
+            file.write(b"00dc" + struct.pack("<I", size))
+            file.truncate(file.tell() + size)
+        if path.stat().st_blocks * 512 > 1 << 24:
+            self.skipTest("there are no holes in files here")
+        taken = self.folder / "taken"
+        self.assertEqual(self.run_small("extract", path, "--stream", "0", "-o", taken)[0], 0)
+        self.assertEqual(taken.stat().st_size, 24 + size)
+        self.assertLess(taken.stat().st_blocks * 512, 1 << 23)
+        with open(taken, "rb") as file:
+            self.assertEqual(file.read(24), filler(24))
+            self.assertEqual(sum(block.count(0) for block in iter(lambda: file.read(1 << 20), b"")), size)
+
+    def many(self, name, seed):
+        path = self.folder / name
+        with open(path, "wb") as file:
+            file.write(film(FRAME, movi_size=0xFFFFFFF0, riff_size=0xFFFFFFF8))
+            for number in range(30_000):
+                file.write(chunk(b"00dc", struct.pack("<3I", number, seed, seed * number)))
+        return path
+
+    def test_two_films_in_which_no_frame_is_alike(self):
+        status, out = self.run_small("diff", self.many("a.avi", 1), self.many("b.avi", 2))
+        self.assertEqual(status, DISAGREED)
+        self.assertEqual(len(out.splitlines()), 2)
+        self.assertIn(b"the media bytes of 30,000 chunks", out)
+
+    def test_it_can_be_stopped(self):
+        path = self.folder / "long.avi"
+        with open(path, "wb") as file:
+            file.write(film(FRAME, movi_size=0xFFFFFFF0, riff_size=0xFFFFFFF8))
+            for _ in range(64):
+                file.write(chunk(b"00dc") * (1 << 16))
+        taken = self.folder / "taken"
+        for arguments in (["dump", path, str((1 << 25) - 8)], ["diff", path, path],
+                          ["extract", path, "--stream", "0", "-o", taken]):
+            with self.subTest(arguments[0]):
+                status, written = self.interrupt(*arguments)
+                self.assertEqual(status, INTERRUPTED, written)
+                self.assertRegex(written, r"\[#*-+\] +\d+%  .*/s  \d+:\d\d left")
+                self.assertTrue(written.endswith("long.avi: interrupted\r\n"), written[-200:])
+        self.assertEqual(os.listdir(self.folder), ["long.avi"])
 
 
 if __name__ == "__main__":
