@@ -575,7 +575,7 @@ class Completion(LookTest):
         return re.findall(r"^  (\w+)", names, re.M)
 
     def test_commands(self):
-        self.assertEqual(self.commands(), ["play", "info", "check", "tree", "map"])
+        self.assertEqual(self.commands(), ["play", "info", "check", "tree", "map", "dump", "extract", "diff"])
         self.assertEqual(self.complete(""), sorted([*self.commands(), "--help", "--version"]))
         self.assertEqual(self.complete("t"), ["tree"])
 
@@ -593,6 +593,9 @@ class Completion(LookTest):
         self.assertEqual(self.complete("map", "-o", ""), ["folder", "map.html"])
         self.assertEqual(self.complete("map", "film.avi", "--output", "m"), ["map.html"])
         self.assertEqual(self.complete("play", "--plugin", "o"), ["own.so", "own.so.0"])
+        self.assertEqual(self.complete("dump", "film.avi", "m"), ["menu"])
+        self.assertEqual(self.complete("extract", "film.avi", "-o", "n"), ["notes.txt"])
+        self.assertEqual(self.complete("diff", "film.avi", ""), films)
         self.assertEqual(self.complete("nonsense", ""), [])
 
     def test_installed_where_bash_looks(self):
