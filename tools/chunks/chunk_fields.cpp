@@ -170,10 +170,10 @@ constexpr auto kSimple = std::to_array<SimpleLayout>({
 });
 
 const SimpleLayout *find_simple(const Chunk &chunk) {
-    const auto found = std::find_if(kSimple.begin(), kSimple.end(), [&](const SimpleLayout &one) {
-        return is_chunk(chunk, one.id);
-    });
-    return found == kSimple.end() ? nullptr : &*found;
+    const auto *const found =
+        std::find_if(kSimple.begin(), kSimple.end(),
+                     [&](const SimpleLayout &one) { return is_chunk(chunk, one.id); });
+    return found == kSimple.end() ? nullptr : found;
 }
 
 std::string hex_text(std::span<const unsigned char> bytes) {

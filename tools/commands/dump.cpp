@@ -86,7 +86,7 @@ public:
     }
 
     // What lies between these positions, of a chunk that holds them.
-    void chunk(const FoundChunk &found, std::int64_t from, std::int64_t to) {
+    void show_chunk(const FoundChunk &found, std::int64_t from, std::int64_t to) {
         const auto take = [&](const Record &record) {
             const auto size = static_cast<std::int64_t>(record.bytes.size());
             if (record.pos + size > from) show(record, from, to);
@@ -198,7 +198,7 @@ void dump_position(const Request &request, const InputFile &file, std::int64_t p
     if (interrupted()) return;
     if (holder.chunk) {
         dump.heading(*holder.chunk);
-        dump.chunk(*holder.chunk, pos, end_of(request, holder.chunk->chunk, pos, file.size()));
+        dump.show_chunk(*holder.chunk, pos, end_of(request, holder.chunk->chunk, pos, file.size()));
         return;
     }
     fmt::print("no chunk is here\n");
@@ -221,7 +221,7 @@ void dump_part(const Request &request, const InputFile &file, const Asked &asked
         if (&found != &chunks.front()) fmt::print("\n");
         dump.heading(found);
         const std::int64_t pos = found.chunk.pos;
-        dump.chunk(found, pos, end_of(request, found.chunk, pos, file.size()));
+        dump.show_chunk(found, pos, end_of(request, found.chunk, pos, file.size()));
     }
 }
 

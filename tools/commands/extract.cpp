@@ -5,7 +5,9 @@
 #include <CLI/Option.hpp>
 #include <CLI/Validators.hpp>
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -42,9 +44,10 @@ struct Request {
     std::optional<std::string> chunk;
 
     // So many things are asked for.
-    [[nodiscard]] int asked() const {
-        return int{data} + int{menu} + int{form_menu} + int{stream.has_value()} +
-               int{stream_data.has_value()} + int{chunk.has_value()};
+    [[nodiscard]] std::ptrdiff_t asked() const {
+        const std::array<bool, 6> things{
+            data, menu, form_menu, stream.has_value(), stream_data.has_value(), chunk.has_value()};
+        return std::count(things.begin(), things.end(), true);
     }
 };
 
@@ -115,8 +118,6 @@ public:
         copy(from, from + length);
     }
 
-    [[nodiscard]] std::uint64_t bytes() const { return bytes_; }
-
 private:
     void copy(std::int64_t from, std::int64_t to) {
         for (std::int64_t pos = from; pos < to && !interrupted();) {
@@ -131,7 +132,6 @@ private:
             if (!trouble_.empty()) throw Failure(Exit::disagreed, path_ + ": " + trouble_);
             file_.data_after(pos) >= pos + size ? output_.write_hole(block) : output_.write(block);
             pos += size;
-            bytes_ += size;
             progress_.show(pos);
         }
     }
@@ -154,7 +154,6 @@ private:
     std::string trouble_;
     PluginFile source_;
     std::vector<unsigned char> buffer_;
-    std::uint64_t bytes_ = 0;
 };
 
 // The payloads of a stream in the order of the file.
