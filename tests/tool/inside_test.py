@@ -250,6 +250,10 @@ class Dump(LookTest):
         at = len(film()) + 8 + 5
         self.assertEqual(bytes_of(self.dump(content, at)),
                          dict(zip(range(at, len(content)), content[at:])))
+        content = riff(b"AVI ", headers(video()), MOVI, chunk(b"idx1", filler(64)))
+        at = content.index(b"idx1") + 8 + 20
+        self.assertEqual(re.findall(r"entry\[(\d)\]", self.dump(content, at)), ["1", "2", "3"])
+        self.assertEqual(re.findall(r"entry\[(\d)\]", self.dump(content, at, "--length", 13)), ["1", "2"])
 
     def test_as_many_bytes_as_are_asked_for(self):
         content = film(FRAME)
@@ -487,8 +491,10 @@ class Extract(LookTest):
                           ("out", "Not a regular file")):
             self.assert_fails(run("extract", path, "--stream", "0", "-o", self.folder / name), 1,
                               "cannot be written: " + why)
-        self.assert_fails(run("extract", path, "--stream", "0", "-o", "/dev/null"), 1, "Not a regular file")
-        self.assertTrue(stat.S_ISCHR(os.stat("/dev/null").st_mode))
+        pipe = self.folder / "pipe"
+        os.mkfifo(pipe)
+        self.assert_fails(run("extract", path, "--stream", "0", "-o", pipe), 1, "Not a regular file")
+        self.assertTrue(stat.S_ISFIFO(pipe.stat().st_mode))
 
     def test_a_full_disk_leaves_nothing(self):
         for before in (None, "before"):
@@ -792,6 +798,17 @@ class Long(LookTest):
         self.assertEqual(status, 0)
         self.assertLess(len(out.splitlines()), 10)
         self.assertIn(f"0x{path.stat().st_size - 18:09x}", out.decode())
+        mark = self.places[4] + 8 + 700_000_007
+        with open(path, "r+b") as file:
+            file.seek(mark)
+            file.write(b"mark")
+        _, out = self.run_small("dump", path, str(self.places[4]))
+        line, = [line for line in out.decode().splitlines() if "mark" in line]
+        self.assertEqual(line.split("|")[1], ".......mark.....")
+        self.assertEqual(int(line.split()[0], 16), mark - 7)
+        with open(path, "r+b") as file:
+            file.seek(mark)
+            file.write(bytes(4))
         other = self.sparse("other.avi")
         self.assertEqual(self.run_small("diff", path, other)[0], 0)
         with open(other, "r+b") as file:
