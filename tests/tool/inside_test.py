@@ -556,8 +556,13 @@ class Diff(LookTest):
         self.assertEqual(bool(rows), summary["outcome"] != "same")
         for change in ("changed", "missing", "added", "moved"):
             self.assertEqual(summary[change], sum(row["change"] == change for row in rows))
-        self.text = run("diff", a, b, *options).out
+        self.compared = [a, b, *options]
         return summary["outcome"], rows
+
+    @property
+    def text(self):
+        """What is told of the files that were compared last."""
+        return run("diff", *self.compared).out
 
     def one(self, first, second, change="changed", outcome="different"):
         found, rows = self.diff(first, second)
