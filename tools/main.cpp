@@ -18,14 +18,16 @@ namespace {
 
 constexpr const char *kStatuses = R"(Exit status, of every command:
   0    play, every byte and position agreed; info and check, every file opened;
-       tree and map, the file was shown, whether it opens or not
-  1    play, something disagreed; info, a file did not open; check, files differ,
-       or with --strict a file that opens has an error or a warning; all, the
-       output cannot be written, or memory ran out
+       tree, map and dump, the file was shown, whether it opens or not; extract,
+       all of it was delivered; diff, the files are the same
+  1    play and extract, something disagreed; info, a file did not open; check,
+       files differ, or with --strict a file that opens has an error or a warning;
+       dump and extract, the file has no such thing; diff, the files differ; all,
+       the output cannot be written, or memory ran out
   2    wrong usage
-  3    play, the file is refused; check, every file is
-  4    play, the plug-in is missing or unusable
-  5    play, the file is cut short
+  3    play and extract, the file is refused; check, every file is
+  4    play and extract, the plug-in is missing or unusable
+  5    play and extract, the file is cut short
   6    the path cannot be read; check, none can be; info, see 1
   130  interrupted)";
 
@@ -39,6 +41,9 @@ constexpr Example kExamples[] = {
     {"check", "sorn-tool check *.avi"},
     {"tree", "sorn-tool tree broken.avi | less"},
     {"map", "sorn-tool map film.avi -o film.html"},
+    {"dump", "sorn-tool dump film.avi 0x18"},
+    {"extract", "sorn-tool extract film.avi --stream 1 -o sound.mp3"},
+    {"diff", "sorn-tool diff film.avi broken.avi"},
 };
 
 Exit usage_error(const CLI::ParseError &error) {
@@ -110,6 +115,9 @@ Exit run(int argc, char **argv) {
     add_check(app, status);
     add_tree(app, status);
     add_map(app, status);
+    add_dump(app, status);
+    add_extract(app, status);
+    add_diff(app, status);
     for (const auto &[name, example] : kExamples) {
         app.get_subcommand(name)->footer(fmt::format("Example:\n  {}\n\n{}", example, kStatuses));
     }
@@ -126,7 +134,8 @@ Exit run(int argc, char **argv) {
 }  // namespace
 
 int main(int argc, char **argv) {
-    // A closed pipe is an output that cannot be written, not a reason to die.
+    // A closed pipe or a file at its limit is an output that cannot be written, no reason to die.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     return static_cast<int>(guarded([&] { return run(argc, argv); }));
 }

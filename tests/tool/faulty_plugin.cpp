@@ -52,6 +52,7 @@ int64_t drm_svc_sorn_read_file(SvcFileHandle *handle, void *buffer, uint32_t siz
     auto *bytes = static_cast<unsigned char *>(buffer);
     ++reads;
     if (fault("interrupt") && reads == 20) std::raise(SIGINT);
+    if (fault("end") && reads == 20) std::raise(SIGTERM);
     if (fault("slow") && reads < 4) usleep(120000);
     if (fault("pieces") && is_payload(size)) {
         uint32_t rest = 0;

@@ -72,6 +72,19 @@ class LookTest(ToolTest):
     def lines(self, result):
         return [json.loads(line) for line in result.out.splitlines()]
 
+    def interrupt(self, *arguments, stdout=subprocess.DEVNULL):
+        """Stops the tool as soon as it shows how far it is; what it wrote to the terminal."""
+        master, slave = self.open_terminal()
+        process = subprocess.Popen([*EMULATOR, TOOL, *arguments], stdout=stdout, stderr=slave)
+        os.close(slave)
+        written = b""
+        for part in parts_written_to(master):
+            if b" left" in part and b" left" not in written:
+                process.send_signal(signal.SIGINT)
+            written += part
+        os.close(master)
+        return process.wait(timeout=LONGEST), written.decode()
+
 
 class Check(LookTest):
     def refused(self, content, reason, offset, sentence, found=None):
@@ -513,19 +526,6 @@ class LongWork(LookTest):
             for _ in range(256):
                 file.write(chunk(b"00dc") * (1 << 16))
 
-    def interrupt(self, *arguments, stdout=subprocess.DEVNULL):
-        """Stops the tool as soon as it shows how far it is; what it wrote to the terminal."""
-        master, slave = self.open_terminal()
-        process = subprocess.Popen([*EMULATOR, TOOL, *arguments], stdout=stdout, stderr=slave)
-        os.close(slave)
-        written = b""
-        for part in parts_written_to(master):
-            if b" left" in part and b" left" not in written:
-                process.send_signal(signal.SIGINT)
-            written += part
-        os.close(master)
-        return process.wait(timeout=LONGEST), written.decode()
-
     def test_progress_with_rate_and_time_left_until_it_is_stopped(self):
         output = self.folder / "map.html"
         for arguments in (["check", self.path], ["tree", self.path],
@@ -575,7 +575,7 @@ class Completion(LookTest):
         return re.findall(r"^  (\w+)", names, re.M)
 
     def test_commands(self):
-        self.assertEqual(self.commands(), ["play", "info", "check", "tree", "map"])
+        self.assertEqual(self.commands(), ["play", "info", "check", "tree", "map", "dump", "extract", "diff"])
         self.assertEqual(self.complete(""), sorted([*self.commands(), "--help", "--version"]))
         self.assertEqual(self.complete("t"), ["tree"])
 
@@ -593,6 +593,9 @@ class Completion(LookTest):
         self.assertEqual(self.complete("map", "-o", ""), ["folder", "map.html"])
         self.assertEqual(self.complete("map", "film.avi", "--output", "m"), ["map.html"])
         self.assertEqual(self.complete("play", "--plugin", "o"), ["own.so", "own.so.0"])
+        self.assertEqual(self.complete("dump", "film.avi", "m"), ["menu"])
+        self.assertEqual(self.complete("extract", "film.avi", "-o", "n"), ["notes.txt"])
+        self.assertEqual(self.complete("diff", "film.avi", ""), films)
         self.assertEqual(self.complete("nonsense", ""), [])
 
     def test_installed_where_bash_looks(self):

@@ -238,8 +238,8 @@ private:
 
     // A list may misdeclare its size, too.
     bool leads_to_lists(std::int64_t pos) {
-        return avi_fourcc_equal({window_.u32(pos)}, avi_fourcc_from_string("LIST")) &&
-               pos + kListHeader <= level_end() && is_known_list({window_.u32(pos + kHeader)});
+        return avi_fourcc_equal({window_.u32(pos)}, kList) && pos + kListHeader <= level_end() &&
+               is_known_list({window_.u32(pos + kHeader)});
     }
 
     void skip_hole() {

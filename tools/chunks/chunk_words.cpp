@@ -93,9 +93,7 @@ const char *media_words(FourCC id) {
 const char *form_words(const Chunk &form) {
     const char *words = find(kForms, form.type);
     if (words == nullptr) return "form of another type";
-    return form.pos != 0 && avi_fourcc_equal(form.type, avi_fourcc_from_string("AVI "))
-               ? "later form"
-               : words;
+    return form.pos != 0 && avi_fourcc_equal(form.type, kAvi) ? "later form" : words;
 }
 
 }  // namespace

@@ -3,9 +3,9 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <array>
 #include <cstdio>
 
+#include "chunks/chunk_fields.h"
 #include "terminal/text.h"
 
 namespace {
@@ -17,7 +17,8 @@ std::string frame_rate_text(std::uint32_t rate, std::uint32_t scale) {
 
 // The record has no depth: it is read where the format lies, behind the stream's header.
 std::uint16_t depth_of(const AviReaderState &reader, const AviStreamRecord &stream) {
-    constexpr std::int64_t kDepth = kChunkHeaderSize + 14;  // in "strf"
+    constexpr std::int64_t kDepth =
+        kChunkHeaderSize + offset_of(layout::kVideoFormat, "biBitCount");
     const std::int64_t header = stream.list_pos + kListHeaderSize;
     const int file = fileno(reader.stream.file);
     unsigned char bytes[4]{};
@@ -50,33 +51,9 @@ std::string video_text(const AviReaderState &reader, const AviStreamRecord &stre
                        frame_rate_text(row.rate, row.scale));
 }
 
-struct Codec {
-    std::uint16_t tag;
-    const char *name;
-};
-constexpr auto kCodecs = std::to_array<Codec>({
-    {0x0001, "PCM"},          {0x0002, "MS ADPCM"},
-    {0x0003, "float PCM"},    {0x0006, "A-law"},
-    {0x0007, "mu-law"},       {0x0011, "IMA ADPCM"},
-    {0x0031, "GSM 6.10"},     {0x0040, "G.721 ADPCM"},
-    {0x0045, "G.726 ADPCM"},  {0x0050, "MP2"},
-    {0x0055, "MP3"},          {0x0061, "DK4 ADPCM"},
-    {0x0062, "DK3 ADPCM"},    {0x0092, "AC-3 over S/PDIF"},
-    {0x00ff, "AAC"},          {0x0160, "WMA 1"},
-    {0x0161, "WMA 2"},        {0x0162, "WMA Pro"},
-    {0x0163, "WMA Lossless"}, {0x0401, "IMC"},
-    {0x1600, "AAC (ADTS)"},   {0x1602, "AAC (LATM)"},
-    {0x2000, "AC-3"},         {0x2001, "DTS"},
-    {0x566f, "Vorbis"},       {0x674f, "Vorbis"},
-    {0x6751, "Vorbis"},       {0x706d, "AAC"},
-    {0xf1ac, "FLAC"},         {0xfffe, "extensible"},
-});
-
 std::string audio_codec(std::uint16_t tag) {
-    for (const Codec &codec : kCodecs) {
-        if (codec.tag == tag) return codec.name;
-    }
-    return fmt::format("format 0x{:04x}", tag);
+    const std::string_view word = term_of(layout::kFormatTags, tag);
+    return word.empty() ? fmt::format("format 0x{:04x}", tag) : std::string(word);
 }
 
 std::string audio_text(const AviWaveFormat &format) {

@@ -15,5 +15,8 @@ void add_info(CLI::App &app, Exit &status);
 void add_check(CLI::App &app, Exit &status);
 void add_tree(CLI::App &app, Exit &status);
 void add_map(CLI::App &app, Exit &status);
+void add_dump(CLI::App &app, Exit &status);
+void add_extract(CLI::App &app, Exit &status);
+void add_diff(CLI::App &app, Exit &status);
 
 #endif

@@ -3,6 +3,7 @@
 #include <CLI/Option.hpp>
 #include <CLI/Validators.hpp>
 #include <algorithm>
+#include <charconv>
 #include <filesystem>
 #include <map>
 
@@ -66,6 +67,10 @@ CLI::Option *add_files(CLI::App &command, Given &given) {
                               "AVI files, and folders for those that end in .avi in them");
 }
 
+CLI::Option *add_file(CLI::App &command, std::string &path) {
+    return command.add_option("FILE", path, "An AVI file")->required();
+}
+
 void add_jobs(CLI::App &command, Given &given) {
     command.add_option("-j,--jobs", given.jobs, "So many files at once (1)")
         ->option_text("N")
@@ -107,6 +112,17 @@ std::vector<GivenFile> files_of(const Given &given, CommonExit &status) {
         }
     }
     return files;
+}
+
+std::int64_t position_from_text(const std::string &option, const std::string &text) {
+    const bool hexadecimal = text.starts_with("0x");
+    std::int64_t pos = -1;
+    const char *digits = text.data() + (hexadecimal ? 2 : 0);
+    const char *end = text.data() + text.size();
+    const auto result = std::from_chars(digits, end, pos, hexadecimal ? 16 : 10);
+    if (result.ec == std::errc() && result.ptr == end && pos >= 0) return pos;
+    throw Failure(Exit::usage,
+                  option + " " + text_of(text) + ": a position is a number, like 1234 or 0x4d2");
 }
 
 void fail_interrupted(const std::string &path) {

@@ -3,6 +3,7 @@
 #define TOOLS_COMMANDS_GIVEN_H
 
 #include <CLI/App.hpp>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,6 +23,8 @@ struct Given {
 };
 
 CLI::Option *add_files(CLI::App &command, Given &given);
+// The one file of a command that takes no more.
+CLI::Option *add_file(CLI::App &command, std::string &path);
 void add_jobs(CLI::App &command, Given &given);
 void add_colour(CLI::App &command, Given &given);
 CLI::Option *add_quiet(CLI::App &command, Given &given, const std::string &words);
@@ -46,6 +49,9 @@ struct GivenFile {
 // by name; links to folders are not followed. One without any stands for itself, which no command
 // can read; one that cannot be listed is complained of, and its status added.
 std::vector<GivenFile> files_of(const Given &given, CommonExit &status);
+
+// "1234" or "0x4d2". Throws Failure (usage), with the option's name, for what is no position.
+[[nodiscard]] std::int64_t position_from_text(const std::string &option, const std::string &text);
 
 // Ends each command that works on several files when Ctrl-C was pressed.
 [[noreturn]] void fail_interrupted(const std::string &path);

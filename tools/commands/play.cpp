@@ -13,6 +13,7 @@
 #include "commands/given.h"
 #include "findings/refusal_text.h"
 #include "plugin/player.h"
+#include "plugin/plugin_file.h"
 #include "terminal/interrupt.h"
 #include "terminal/progress.h"
 #include "terminal/text.h"
@@ -35,9 +36,6 @@ struct Outcome {
     Exit status = Exit::success;
     std::string sentence = "everything agreed";  // or the first thing that did not
 };
-
-// The plug-in does not know where it is beyond, and so not what it reads.
-constexpr std::int64_t kFarthestTold = 2147483647;
 
 // Seconds by the stream's own clock, or none.
 std::optional<double> play_time(const AviStreamRecord &stream, const ChunkTally &played) {

@@ -12,8 +12,10 @@
 #include <vector>
 
 #include "avi_reader/avi_reader.h"
+#include "chunks/chunk_fields.h"
 #include "chunks/chunk_tree.h"
 #include "commands/command.h"
+#include "commands/field_text.h"
 #include "commands/given.h"
 #include "commands/tree_filter.h"
 #include "findings/kept.h"
@@ -33,6 +35,7 @@ struct Request {
     std::optional<std::string> at;
     TreeChoice choice;
     bool all = false;
+    bool fields = false;
     bool json = false;
 };
 
@@ -92,13 +95,16 @@ private:
 class TextTree : public ChunkVisitor {
 public:
     // The position is where the reader refused the file, or -1.
-    TextTree(const AviReaderState *reader, std::int64_t refused_at, std::int64_t file_size,
-             bool all, Colour colour)
-        : paint_(colour),
+    TextTree(const InputFile &file, const AviReaderState *reader, std::int64_t refused_at,
+             const Request &request)
+        : file_(file),
+          paint_(request.given.colour),
           kept_(reader),
           refused_at_(refused_at),
-          all_(all),
-          digits_(fmt::formatted_size("{:x}", file_size)) {}
+          // What is asked for by its id or place is told one by one.
+          all_(request.all || request.choice.id || request.choice.at),
+          fields_(request.fields),
+          digits_(fmt::formatted_size("{:x}", file.size())) {}
 
     void enter(const Chunk &list, Parents parents) override {
         const std::string mark = mark_of(list, parents);
@@ -145,7 +151,7 @@ private:
 
     // Media chunks fold, and outside the media chunks of one id that follow each other.
     [[nodiscard]] bool folds(const Chunk &chunk, Parents parents) const {
-        if (all_) return false;
+        if (all_ || (fields_ && chunk.type.value == 0 && has_fields(chunk, parents))) return false;
         if (holds_media(parents)) return chunk.type.value == 0 || is_list(chunk, "rec ");
         return chunk.type.value == 0;
     }
@@ -193,6 +199,19 @@ private:
 
     void print(const Chunk &chunk, Parents parents, const std::string &mark) {
         print(chunk, depth_of(parents), chunk_words(chunk, parents), mark);
+        if (fields_ && has_fields(chunk, parents)) print_fields(chunk, parents);
+    }
+
+    void print_fields(const Chunk &chunk, Parents parents) {
+        const auto print_record = [&](const Record &record) {
+            for_each_line(record, [&](std::int64_t pos, const std::string &line) {
+                print_offset(pos, depth_of(parents) + 1);
+                fmt::print("{}\n", line);
+            });
+            return !interrupted();
+        };
+        take_header(file_, chunk, print_record);
+        take_payload(file_, chunk, parents, print_record);
     }
 
     void print(const Chunk &chunk, std::size_t depth, const char *words, const std::string &mark) {
@@ -208,15 +227,21 @@ private:
 
     void print_line(std::int64_t pos, std::size_t depth, const std::string &name,
                     const std::string &size, const std::string &words, const std::string &mark) {
-        fmt::print("{}  {:{}}{}  {}  {}{}{}\n",
-                   paint_(Tone::faint, fmt::format("0x{:0{}x}", pos, digits_)), "", depth * 2, name,
-                   size, words, mark.empty() ? "" : "  ", mark);
+        print_offset(pos, depth);
+        fmt::print("{}  {}  {}{}{}\n", name, size, words, mark.empty() ? "" : "  ", mark);
     }
 
+    void print_offset(std::int64_t pos, std::size_t depth) {
+        fmt::print("{}  {:{}}", paint_(Tone::faint, fmt::format("0x{:0{}x}", pos, digits_)), "",
+                   depth * 2);
+    }
+
+    const InputFile &file_;
     Paint paint_;
     Kept kept_;
     std::int64_t refused_at_;
     bool all_;
+    bool fields_;
     std::size_t digits_;
     Run run_;
     std::vector<Line> first_;  // of the run
@@ -228,40 +253,79 @@ private:
 // A line of JSON for every chunk: nothing is folded, and nothing is stored.
 class JsonTree : public ChunkVisitor {
 public:
-    explicit JsonTree(const AviReaderState *reader) : kept_(reader) {}
+    JsonTree(const InputFile &file, const AviReaderState *reader, bool entries)
+        : file_(file), kept_(reader), entries_(entries) {}
 
     void enter(const Chunk &list, Parents parents) override { print(list, parents); }
     void visit(const Chunk &chunk, Parents parents) override { print(chunk, parents); }
 
     void lost(std::int64_t pos, std::int64_t size, Parents parents) override {
-        print({{"offset", pos},
-               {"depth", parents.size()},
-               {"id", nullptr},
-               {"type", nullptr},
-               {"declared", nullptr},
-               {"held", size},
-               {"what", "lost bytes"},
-               {"kept", nullptr},
-               {"not_visited", false}});
+        print_line({{"offset", pos},
+                    {"depth", parents.size()},
+                    {"id", nullptr},
+                    {"type", nullptr},
+                    {"declared", nullptr},
+                    {"held", size},
+                    {"what", "lost bytes"},
+                    {"kept", nullptr},
+                    {"not_visited", false},
+                    {"fields", Json::array()}});
     }
 
 private:
     void print(const Chunk &chunk, Parents parents) {
         const std::string kept = kept_.of(chunk, parents);
-        print({{"offset", chunk.pos},
-               {"depth", parents.size()},
-               {"id", text_of(chunk.id)},
-               {"type", chunk.type.value == 0 ? Json() : Json(text_of(chunk.type))},
-               {"declared", chunk.declared},
-               {"held", chunk.held},
-               {"what", chunk_words(chunk, parents)},
-               {"kept", kept.empty() ? Json() : Json(kept)},
-               {"not_visited", kept.empty() && kept_.passed_over(chunk, parents)}});
+        const Json line = {{"offset", chunk.pos},
+                           {"depth", parents.size()},
+                           {"id", text_of(chunk.id)},
+                           {"type", chunk.type.value == 0 ? Json() : Json(text_of(chunk.type))},
+                           {"declared", chunk.declared},
+                           {"held", chunk.held},
+                           {"what", chunk_words(chunk, parents)},
+                           {"kept", kept.empty() ? Json() : Json(kept)},
+                           {"not_visited", kept.empty() && kept_.passed_over(chunk, parents)},
+                           {"fields", fields_of(chunk, parents)}};
+        if (entries_ && has_fields(chunk, parents)) {
+            print_with_entries(line, chunk, parents);
+        } else {
+            print_line(line);
+        }
     }
 
-    static void print(const Json &line) { fmt::print("{}\n", line.dump()); }
+    [[nodiscard]] Json fields_of(const Chunk &chunk, Parents parents) const {
+        Json fields = Json::array();
+        const auto add = [&fields](const Record &record) {
+            if (record.entry < 0) {
+                for_each_field(record, [&fields](const FieldValue &field) {
+                    fields.push_back(field_json(field));
+                });
+            }
+            return !interrupted();
+        };
+        if (!has_fields(chunk, parents)) return fields;
+        take_header(file_, chunk, add);
+        take_payload(file_, chunk, parents, add);
+        return fields;
+    }
 
+    // An index has a million entries: they are written one by one.
+    void print_with_entries(const Json &line, const Chunk &chunk, Parents parents) {
+        std::string open = line.dump();
+        open.back() = ',';
+        fmt::print("{}\"entries\":[", open);
+        take_payload(file_, chunk, parents, [](const Record &record) {
+            if (record.entry < 0) return true;
+            fmt::print("{}{}", record.entry == 0 ? "" : ",", entry_json(record).dump());
+            return !interrupted();
+        });
+        fmt::print("]}}\n");
+    }
+
+    static void print_line(const Json &line) { fmt::print("{}\n", line.dump()); }
+
+    const InputFile &file_;
     Kept kept_;
+    bool entries_;
 };
 
 void print_file(const Request &request, const std::string &path, const InputFile &file, bool opened,
@@ -286,14 +350,12 @@ bool show(const Request &request, const InputFile &file, const AviReaderState *r
     const WalkOptions options = {.on_progress = [&](std::int64_t pos) { progress.show(pos); },
                                  .stop = interrupted};
     if (request.json) {
-        JsonTree tree(reader);
+        JsonTree tree(file, reader, request.fields);
         TreeFilter shown(request.choice, tree);
         return walk_chunks(file, shown, options);
     }
     const std::int64_t refused_at = refusal_place(refusal, file);
-    // What is asked for by its id or place is told one by one.
-    const bool all = request.all || request.choice.id || request.choice.at;
-    TextTree tree(reader, refused_at, file.size(), all, request.given.colour);
+    TextTree tree(file, reader, refused_at, request);
     TreeFilter shown(request.choice, tree);
     const bool whole = walk_chunks(file, shown, options);
     tree.finish();
@@ -318,7 +380,7 @@ void show(const Request &request, const std::string &path, bool first) {
 
 Exit run(Request request) {
     if (request.id) request.choice.id = id_from_text(*request.id);
-    if (request.at) request.choice.at = offset_from_text(*request.at);
+    if (request.at) request.choice.at = position_from_text("--at", *request.at);
     note_interrupts();
     CommonExit status;
     bool first = true;
@@ -351,6 +413,7 @@ void add_tree(CLI::App &app, Exit &status) {
     command->add_option("--at", request->at, "Show what holds the byte at this position")
         ->option_text("OFFSET");
     command->add_flag("--all", request->all, "Show runs of chunks one by one");
+    command->add_flag("--fields", request->fields, "Show each field where the layout is known");
     command->add_flag("--json", request->json, "Print a line of JSON for each chunk");
     add_colour(*command, request->given);
     add_no_progress(*command, request->given);

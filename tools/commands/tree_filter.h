@@ -21,9 +21,6 @@ struct TreeChoice {
 // (usage) for what is none.
 [[nodiscard]] FourCC id_from_text(const std::string &text);
 
-// "1234" or "0x4d2". Throws Failure (usage) for what is no position.
-[[nodiscard]] std::int64_t offset_from_text(const std::string &text);
-
 // Hands on what is shown.
 class TreeFilter : public ChunkVisitor {
 public:

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "chunks/chunk_tree.h"
+#include "chunks/layouts.h"
 
 // The first bytes of a chunk's payload, as its fields; what the chunk does not hold is 0.
 class Fields {
@@ -38,18 +39,34 @@ private:
 
 // Offsets of fields in their chunks' payloads.
 namespace avih {
-inline constexpr std::size_t kMicroseconds = 0, kFrames = 16, kStreams = 24, kBuffer = 28,
-                             kWidth = 32, kHeight = 36;
+inline constexpr std::size_t kMicroseconds = offset_of(layout::kMainHeader, "dwMicroSecPerFrame"),
+                             kFrames = offset_of(layout::kMainHeader, "dwTotalFrames"),
+                             kStreams = offset_of(layout::kMainHeader, "dwStreams"),
+                             kBuffer = offset_of(layout::kMainHeader, "dwSuggestedBufferSize"),
+                             kWidth = offset_of(layout::kMainHeader, "dwWidth"),
+                             kHeight = offset_of(layout::kMainHeader, "dwHeight");
 }
 namespace strh {
-inline constexpr std::size_t kType = 0, kScale = 20, kRate = 24, kLength = 32, kBuffer = 36,
-                             kSampleSize = 44;
+inline constexpr std::size_t kType = offset_of(layout::kStreamHeader, "fccType"),
+                             kScale = offset_of(layout::kStreamHeader, "dwScale"),
+                             kRate = offset_of(layout::kStreamHeader, "dwRate"),
+                             kLength = offset_of(layout::kStreamHeader, "dwLength"),
+                             kBuffer = offset_of(layout::kStreamHeader, "dwSuggestedBufferSize"),
+                             kSampleSize = offset_of(layout::kStreamHeader, "dwSampleSize");
 }
 namespace strf {
-inline constexpr std::size_t kWidth = 4, kHeight = 8, kPlanes = 12, kDepth = 14,
-                             kCompression = 16;  // video
-inline constexpr std::size_t kTag = 0, kChannels = 2, kSampleRate = 4, kByteRate = 8, kAlign = 12,
-                             kBits = 14, kExtra = 16;  // audio
+inline constexpr std::size_t kWidth = offset_of(layout::kVideoFormat, "biWidth"),
+                             kHeight = offset_of(layout::kVideoFormat, "biHeight"),
+                             kPlanes = offset_of(layout::kVideoFormat, "biPlanes"),
+                             kDepth = offset_of(layout::kVideoFormat, "biBitCount"),
+                             kCompression = offset_of(layout::kVideoFormat, "biCompression");
+inline constexpr std::size_t kTag = offset_of(layout::kSoundFormat, "wFormatTag"),
+                             kChannels = offset_of(layout::kSoundFormat, "nChannels"),
+                             kSampleRate = offset_of(layout::kSoundFormat, "nSamplesPerSec"),
+                             kByteRate = offset_of(layout::kSoundFormat, "nAvgBytesPerSec"),
+                             kAlign = offset_of(layout::kSoundFormat, "nBlockAlign"),
+                             kBits = offset_of(layout::kSoundFormat, "wBitsPerSample"),
+                             kExtra = size_of(layout::kSoundFormat);
 }  // namespace strf
 
 struct DescribedStream {

@@ -13,8 +13,9 @@
 
 namespace {
 
-constexpr std::uint32_t kVideoFormat = 40;
-constexpr std::uint32_t kSoundFormat = 18;
+constexpr std::uint32_t kVideoFormat = size_of(layout::kVideoFormat);
+constexpr std::uint32_t kSoundFormat =
+    size_of(layout::kSoundFormat) + size_of(layout::kSoundExtension);
 
 constexpr std::array<const char *, 5> kStreamOrder{"strh", "strf", "strd", "strn", "indx"};
 
@@ -173,7 +174,7 @@ void ExtensionChecks::check_stream_chunk(const Chunk &chunk) {
                                   kStreamOrder[static_cast<std::size_t>(order_)]));
     }
     order_ = std::max(order_, order);
-    const bool sought = order >= order_of({0, avi_fourcc_from_string("strd"), {}, 0, 0});
+    const bool sought = order >= order_of({0, kStrd, {}, 0, 0});
     if (sought && last_in_stream_ && last_in_stream_->declared % 2 == 1 &&
         order_of(*last_in_stream_) >= 0) {
         findings_.add(

@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr std::uint32_t kMainHeaderSize = 56;
+constexpr std::uint32_t kMainHeaderSize = size_of(layout::kMainHeader);
 constexpr std::uint16_t kPcm = 1;
 
 bool differ(double a, double b, double tolerance) {

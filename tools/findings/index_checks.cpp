@@ -10,11 +10,9 @@
 
 namespace {
 
-constexpr std::size_t kEntry = 16;  // of "idx1"
-constexpr std::size_t kSuperEntry = 16;
+constexpr std::size_t kEntry = size_of(layout::kIndexEntry);
+constexpr std::size_t kSuperEntry = size_of(layout::kSuperEntry);
 constexpr std::uint32_t kKeyFrame = 0x10;
-constexpr std::uint32_t kNoKeyFrame = 0x80000000;  // in the sizes of standard indexes
-constexpr std::uint8_t kIndexOfIndexes = 0;
 constexpr std::size_t kProbes = 32;
 constexpr std::size_t kMostSuperIndexes = 100;
 
@@ -97,7 +95,7 @@ bool IndexChecks::leads(const Entry &entry) const {
     const std::optional<Header> header = header_at(entry.target);
     if (!header) return false;
     const bool group = avi_fourcc_equal(entry.id, avi_fourcc_from_string("rec ")) &&
-                       avi_fourcc_equal(header->id, avi_fourcc_from_string("LIST"));
+                       avi_fourcc_equal(header->id, kList);
     return group || avi_fourcc_equal(header->id, entry.id);
 }
 
@@ -257,13 +255,14 @@ void IndexChecks::check_standard_index(const Chunk &chunk) {
     }
     const std::uint64_t there = std::min(count, (held - kIndexHeader) / size);
     entries_ += there;
-    for_each_record(
-        chunk.payload() + static_cast<std::int64_t>(kIndexHeader), there, size,
-        [&](const unsigned char *bytes, std::int64_t pos) {
-            // Entries lead to payloads.
-            const auto target = static_cast<std::int64_t>(base + avi_get_u32le(bytes) - 8);
-            check_target({pos, id, 0, target, avi_get_u32le(bytes + 4) & ~kNoKeyFrame, false});
-        });
+    for_each_record(chunk.payload() + static_cast<std::int64_t>(kIndexHeader), there, size,
+                    [&](const unsigned char *bytes, std::int64_t pos) {
+                        // Entries lead to payloads.
+                        const auto target =
+                            static_cast<std::int64_t>(base + avi_get_u32le(bytes) - 8);
+                        check_target({pos, id, 0, target,
+                                      avi_get_u32le(bytes + 4) & ~layout::kNotKeyFrame, false});
+                    });
 }
 
 // ---- super indexes
@@ -274,7 +273,7 @@ void IndexChecks::check_super_index(const Chunk &chunk) {
     const auto held = static_cast<std::uint64_t>(chunk.held);
     const std::uint64_t count = avi_get_u32le(header + 4);
     const FourCC chunks = {avi_get_u32le(header + 8)};
-    if (header[3] != kIndexOfIndexes || count == 0) return;
+    if (header[3] != layout::kIndexOfIndexes || count == 0) return;
     if (kIndexHeader + count * kSuperEntry > held) {
         findings_.add(
             "index_cut_short", chunk.pos,

@@ -26,7 +26,8 @@ public:
     [[nodiscard]] std::uint64_t entries() const { return entries_; }
 
 private:
-    static constexpr std::size_t kIndexHeader = 24;  // of standard and super indexes
+    static constexpr std::size_t kIndexHeader =
+        size_of(layout::kSuperIndex);  // of standard and super indexes
 
     // What an index says of a chunk.
     struct Entry {

@@ -2,14 +2,15 @@
 
 #include <fmt/format.h>
 
+#include "chunks/layouts.h"
 #include "terminal/text.h"
 
 namespace {
 
 constexpr std::int64_t kHeader = kChunkHeaderSize;
 constexpr std::int64_t kListHeader = kListHeaderSize;
-constexpr std::uint32_t kStreamHeader = 56;
-constexpr std::uint32_t kVideoFormat = 40;
+constexpr std::uint32_t kStreamHeader = size_of(layout::kStreamHeader);
+constexpr std::uint32_t kVideoFormat = size_of(layout::kVideoFormat);
 constexpr int kDeepest = 3;  // a chunk of a stream list
 
 // What is read here only tells the reader's refusal in more words; it decides nothing.

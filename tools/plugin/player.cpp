@@ -3,106 +3,23 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <limits>
 #include <memory>
-#include <optional>
-#include <utility>
 #include <vector>
 
 #include "avi_reader/avi_reader.h"
-#include "terminal/failure.h"
+#include "plugin/plugin_file.h"
 #include "terminal/text.h"
 
 namespace {
 
 constexpr FourCC kRec = avi_fourcc_from_string("rec ");
 
-constexpr std::int64_t kHeader = 8;
-constexpr std::int64_t kListHeader = 12;
-constexpr std::int64_t kLargestSeek = std::numeric_limits<std::int32_t>::max();
-
-// The file behind the plug-in's five functions, with everything that they answer checked.
-class PluginFile {
-public:
-    PluginFile(const Plugin &plugin, const PlayOptions &options, Playback &result)
-        : plugin_(plugin), options_(options), result_(result) {
-        const std::int64_t code = plugin_.open(options.path.c_str(), &handle_);
-        if (code != DRM_SVC_SORN_OK) {
-            throw Failure(Exit::refused, fmt::format("{}: the plug-in refuses this file ({})",
-                                                     path_text(options.path), code));
-        }
-        check_position();
-    }
-
-    ~PluginFile() {
-        if (plugin_.close(handle_) != DRM_SVC_SORN_CLOSED) disagree("close did not release");
-    }
-    PluginFile(const PluginFile &) = delete;
-    PluginFile &operator=(const PluginFile &) = delete;
-
-    // Reads bytes that the file is known to hold. False when the plug-in did not deliver them.
-    bool read_at(std::int64_t pos, unsigned char *buffer, std::uint32_t size) {
-        move_to(pos);
-        std::uint32_t count = 0;
-        const std::int64_t code = plugin_.read(handle_, buffer, size, &count);
-        if (code != DRM_SVC_SORN_OK) disagree(fmt::format("read at 0x{:x} returned {}", pos, code));
-        position_ = pos + count;
-        result_.delivered += count;
-        if (count != size) {
-            disagree(fmt::format("read at 0x{:x} delivered {} of {} bytes", pos, count, size));
-            return false;
-        }
-        if (options_.verify && !options_.file->holds(buffer, size, pos)) {
-            disagree(
-                fmt::format("read at 0x{:x} delivered other bytes than the file's {}", pos, size));
-        }
-        return true;
-    }
-
-    void check_position() {
-        const std::int64_t expected = position_ <= kLargestSeek ? position_ : -1;
-        const std::int64_t told = plugin_.tell(handle_);
-        if (told != expected) {
-            disagree(fmt::format("tell answered {} at position 0x{:x}", told, position_));
-        }
-    }
-
-    void disagree(const std::string &what) {
-        if (result_.disagreements++ == 0) result_.first_disagreement = what;
-    }
-
-private:
-    // Positions that a seek's offset cannot name are reached by steps from the present one.
-    void move_to(std::int64_t target) {
-        if (target <= kLargestSeek) {
-            seek(target, SEEK_SET);
-            return;
-        }
-        do {
-            const std::int64_t step = std::clamp(target - position_, -kLargestSeek, kLargestSeek);
-            seek(step, SEEK_CUR);
-            position_ += step;
-        } while (position_ != target);
-    }
-
-    void seek(std::int64_t offset, int whence) {
-        const std::int32_t code = plugin_.seek(handle_, static_cast<std::int32_t>(offset), whence);
-        if (code != 1) disagree(fmt::format("seek returned {}", code));
-    }
-
-    const Plugin &plugin_;
-    const PlayOptions &options_;
-    Playback &result_;
-    SvcFileHandle *handle_ = nullptr;
-    std::int64_t position_ = 0;
-};
-
 struct Chunk {
     std::int64_t pos;  // of its header
     FourCC id;
     std::uint32_t size;
 
-    [[nodiscard]] std::int64_t payload() const { return pos + kHeader; }
+    [[nodiscard]] std::int64_t payload() const { return pos + kChunkHeaderSize; }
     [[nodiscard]] std::int64_t end() const { return payload() + size; }
     [[nodiscard]] std::int64_t padded_end() const { return end() + size % 2; }
 };
@@ -112,12 +29,14 @@ struct Chunk {
 class Walk {
 public:
     Walk(const Plugin &plugin, const PlayOptions &options, Playback &result)
-        : options_(options), result_(result), file_(plugin, options, result) {}
+        : options_(options),
+          result_(result),
+          file_(plugin, options.path, [this](const std::string &what) { disagree(what); }) {}
 
     void run() {
         while (!result_.interrupted) {
             leave_ended_lists();
-            if (pos_ + kHeader > file_size()) break;
+            if (pos_ + kChunkHeaderSize > file_size()) break;
             if (options_.stop && options_.stop()) {
                 result_.interrupted = true;
                 break;
@@ -125,6 +44,7 @@ public:
             visit();
             if (options_.on_progress) options_.on_progress(std::min(pos_, file_size()));
         }
+        result_.delivered = file_.delivered();
     }
 
 private:
@@ -136,17 +56,30 @@ private:
 
     [[nodiscard]] std::int64_t file_size() const { return options_.file->size(); }
 
+    void disagree(const std::string &what) {
+        if (result_.disagreements++ == 0) result_.first_disagreement = what;
+    }
+
+    bool read_at(std::int64_t pos, unsigned char *buffer, std::uint32_t size) {
+        if (!file_.read_at(pos, buffer, size)) return false;
+        if (options_.verify && !options_.file->holds(buffer, size, pos)) {
+            disagree(
+                fmt::format("read at 0x{:x} delivered other bytes than the file's {}", pos, size));
+        }
+        return true;
+    }
+
     // Fewer bytes than a header has room for are no chunk.
     void leave_ended_lists() {
-        while (!levels_.empty() && pos_ + kHeader > levels_.back().end) {
+        while (!levels_.empty() && pos_ + kChunkHeaderSize > levels_.back().end) {
             pos_ = std::max(pos_, levels_.back().end);
             levels_.pop_back();
         }
     }
 
     void visit() {
-        unsigned char header[kHeader]{};
-        file_.read_at(pos_, header, kHeader);
+        unsigned char header[kChunkHeaderSize]{};
+        read_at(pos_, header, kChunkHeaderSize);
         const Chunk chunk{pos_, {avi_get_u32le(header)}, avi_get_u32le(header + 4)};
         if (levels_.empty()) {
             visit_top_level(chunk);
@@ -196,16 +129,16 @@ private:
     // The innermost size is the one that is trusted, also where it disagrees with those around it.
     void enter(const Chunk &chunk, Inside inside, std::int64_t end) {
         levels_.push_back({inside, std::min(end, file_size())});
-        pos_ = chunk.pos + kListHeader;
+        pos_ = chunk.pos + kListHeaderSize;
     }
 
     // The type of a list, or 0 for what is none or has no room for a type.
     FourCC list_type(const Chunk &chunk) {
         const bool has_type = avi_fourcc_equal(chunk.id, kList) && chunk.size >= 4 &&
-                              chunk.pos + kListHeader <= file_size();
+                              chunk.pos + kListHeaderSize <= file_size();
         if (!has_type) return {0};
         unsigned char type[4]{};
-        file_.read_at(chunk.payload(), type, 4);
+        read_at(chunk.payload(), type, 4);
         return {avi_get_u32le(type)};
     }
 
@@ -222,7 +155,7 @@ private:
         const std::int64_t held = file_size() - chunk.payload();
         const auto size = static_cast<std::uint32_t>(std::min<std::int64_t>(chunk.size, held));
         const Heard before = heard();
-        if (file_.read_at(chunk.payload(), buffer_of(size), size)) {
+        if (read_at(chunk.payload(), buffer_of(size), size)) {
             ++tally.chunks;
             tally.bytes += size;
         }
@@ -247,13 +180,13 @@ private:
         result_.video_reads += video;
 
         const bool can_be = avi_stream_number(chunk.id).has_value() && size == chunk.size &&
-                            chunk.payload() <= kLargestSeek;
+                            chunk.payload() <= kFarthestTold;
         const ChunkKind kind = can_be ? avi_chunk_kind(chunk.id, false) : ChunkKind::unknown;
         const std::uint64_t audio_due = kind == ChunkKind::audio ? 1 : 0;
         const std::uint64_t video_due = kind == ChunkKind::compressed_video ? 1 : 0;
         if (audio != audio_due || video != video_due) {
-            file_.disagree(fmt::format("the {} chunk at {} was not taken for what it is",
-                                       text_of(chunk.id), chunk.pos));
+            disagree(fmt::format("the {} chunk at {} was not taken for what it is",
+                                 text_of(chunk.id), chunk.pos));
         }
     }
 
