@@ -126,7 +126,8 @@ Exit run(int argc, char **argv) {
 }  // namespace
 
 int main(int argc, char **argv) {
-    // A closed pipe is an output that cannot be written, not a reason to die.
+    // A closed pipe or a file at its limit is an output that cannot be written, no reason to die.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     return static_cast<int>(guarded([&] { return run(argc, argv); }));
 }

@@ -8,6 +8,7 @@ import json
 import os
 import pty
 import re
+import resource
 import shlex
 import shutil
 import struct
@@ -83,6 +84,11 @@ def filler(count, seed=0):
         state = (state * 1664525 + 1013904223) & 0xFFFFFFFF
         out.append(state >> 24)
     return bytes(out)
+
+
+def limit_files():
+    """Lets a program write files of 4 KiB: to them the disk is full then."""
+    resource.setrlimit(resource.RLIMIT_FSIZE, (4096, 4096))
 
 
 class ToolTest(unittest.TestCase):

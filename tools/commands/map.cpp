@@ -1,10 +1,6 @@
 // sorn-tool map: a picture of how a file is laid out.
 #include <array>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <optional>
 #include <set>
@@ -17,6 +13,7 @@
 #include "picture/map_picture.h"
 #include "terminal/in_order.h"
 #include "terminal/interrupt.h"
+#include "terminal/new_file.h"
 #include "terminal/progress.h"
 #include "terminal/text.h"
 #include "terminal/utf8.h"
@@ -94,34 +91,18 @@ bool in_folder(const Request &request) {
     return several || request.output.ends_with('/') || is_folder(request.output);
 }
 
-void require_other_file(const std::string &file, const std::string &output) {
-    std::error_code error;
-    if (fs::equivalent(file, output, error)) {
-        throw Failure(Exit::usage, path_text(output) + ": is the file to be drawn");
-    }
-}
-
-Failure not_written(const std::string &path, const std::string &why) {
-    return {Exit::failed, fmt::format("{}: cannot be written: {}", path_text(path), why)};
-}
-
-// Until it is whole, it has another name.
 void write_whole(const std::string &path, const std::string &content) {
-    const std::string part = path + ".part";
-    errno = 0;
-    std::ofstream out(part, std::ios::binary);
-    out << content;
-    out.close();
-    if (out && std::rename(part.c_str(), path.c_str()) == 0) return;
-    const std::string why = std::strerror(errno);
-    std::remove(part.c_str());
-    throw not_written(path, why);
+    NewFile out(path);
+    out.write({reinterpret_cast<const unsigned char *>(content.data()), content.size()});
+    out.publish();
 }
 
 void make_folder_of(const std::string &output) {
     std::error_code error;
     fs::create_directories(fs::path(output).parent_path(), error);
-    if (error) throw not_written(output, error.message());
+    if (!error) return;
+    throw Failure(Exit::failed,
+                  fmt::format("{}: cannot be written: {}", path_text(output), error.message()));
 }
 
 void draw(const std::string &path, const std::string &output, bool show_progress) {

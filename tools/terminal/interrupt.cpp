@@ -16,6 +16,7 @@ void note_interrupts() {
     action.sa_handler = [](int) { noted = true; };
     action.sa_flags = SA_RESTART;
     sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
 }
 
 bool interrupted() {
