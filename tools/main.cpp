@@ -18,13 +18,15 @@ namespace {
 
 constexpr const char *kStatuses = R"(Exit status, of every command:
   0    play, every byte and position agreed; info and check, every file opened;
-       tree and map, the file was shown, whether it opens or not
+       tree and map, the file was shown, whether it opens or not; repair, the
+       new file plays
   1    play, something disagreed; info, a file did not open; check, files differ,
        or with --strict a file that opens has an error or a warning; all, the
        output cannot be written, or memory ran out
   2    wrong usage
-  3    play, the file is refused; check, every file is
-  4    play, the plug-in is missing or unusable
+  3    play, the file is refused; check, every file is; repair, it cannot be
+       mended
+  4    play and repair, the plug-in is missing or unusable
   5    play, the file is cut short
   6    the path cannot be read; check, none can be; info, see 1
   130  interrupted)";
@@ -39,6 +41,7 @@ constexpr Example kExamples[] = {
     {"check", "sorn-tool check *.avi"},
     {"tree", "sorn-tool tree broken.avi | less"},
     {"map", "sorn-tool map film.avi -o film.html"},
+    {"repair", "sorn-tool repair broken.avi -o mended.avi"},
 };
 
 Exit usage_error(const CLI::ParseError &error) {
@@ -110,6 +113,7 @@ Exit run(int argc, char **argv) {
     add_check(app, status);
     add_tree(app, status);
     add_map(app, status);
+    add_repair(app, status);
     for (const auto &[name, example] : kExamples) {
         app.get_subcommand(name)->footer(fmt::format("Example:\n  {}\n\n{}", example, kStatuses));
     }

@@ -15,5 +15,6 @@ void add_info(CLI::App &app, Exit &status);
 void add_check(CLI::App &app, Exit &status);
 void add_tree(CLI::App &app, Exit &status);
 void add_map(CLI::App &app, Exit &status);
+void add_repair(CLI::App &app, Exit &status);
 
 #endif

@@ -1,6 +1,6 @@
 # fish completion for sorn-tool.
 
-set -l commands play info check tree map
+set -l commands play info check tree map repair
 set -l none "not __fish_seen_subcommand_from $commands"
 
 complete -c sorn-tool -f
@@ -9,6 +9,7 @@ complete -c sorn-tool -n $none -a info -d 'Show the record that the reader makes
 complete -c sorn-tool -n $none -a check -d 'Say why a file is refused, and what is odd in it'
 complete -c sorn-tool -n $none -a tree -d 'Show every chunk with its position and size'
 complete -c sorn-tool -n $none -a map -d 'Draw how a file is laid out'
+complete -c sorn-tool -n $none -a repair -d 'Write a copy with the least change that makes it play'
 complete -c sorn-tool -n $none -l version -d 'Show the version'
 complete -c sorn-tool -l help -d 'Show the options'
 
@@ -17,11 +18,11 @@ complete -c sorn-tool -n "__fish_seen_subcommand_from $commands" -k -a '(__fish_
 function __sorn_tool_option
     complete -c sorn-tool -n "__fish_seen_subcommand_from $argv[1]" $argv[2..]
 end
-__sorn_tool_option 'play check tree map' -l no-progress -d 'Show no progress bar'
-__sorn_tool_option 'play info check tree' -l json -d 'Print JSON'
+__sorn_tool_option 'play check tree map repair' -l no-progress -d 'Show no progress bar'
+__sorn_tool_option 'play info check tree repair' -l json -d 'Print JSON'
 __sorn_tool_option 'play check' -s q -l quiet -d 'Tell only what is wrong'
 __sorn_tool_option 'check map' -s j -l jobs -x -d 'So many files at once'
-__sorn_tool_option play -l plugin -r -F -d 'The plug-in to load'
+__sorn_tool_option 'play repair' -l plugin -r -F -d 'The plug-in to load'
 __sorn_tool_option play -l verify -d 'Compare what is delivered with the file'
 __sorn_tool_option play -l log -d "Print the plug-in's messages"
 __sorn_tool_option check -l sarif -d 'Print a SARIF log'
@@ -35,4 +36,6 @@ __sorn_tool_option tree -l at -x -d 'Show what holds this byte'
 __sorn_tool_option tree -l all -d 'A line for each chunk'
 __sorn_tool_option tree -l color -x -a 'auto always never' -d 'When to use colours'
 __sorn_tool_option map -s o -l output -r -F -d 'The file or folder to write'
+__sorn_tool_option repair -s o -l output -r -F -d 'The file to write'
+__sorn_tool_option repair -l dry-run -d 'Say what would be changed, and write nothing'
 functions -e __sorn_tool_option
