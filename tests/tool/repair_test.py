@@ -139,6 +139,12 @@ class Mends(RepairTest):
             new = self.mend(put_word(right, at + 4, size), "wrong_size", "index_wrong_size")
             self.assertEqual(new, right)
 
+    def test_a_chunk_takes_nothing_in_that_may_not_be_its_own(self):
+        noise = b"\xb1\x07\xf3\x90" + filler(60)
+        content = film(chunk(b"JUNK", bytes(8)), media=[FRAMES[0], noise, *FRAMES[1:]])
+        self.repaired(self.file(content))
+        self.assertIn(FRAMES[0] + noise, self.new.read_bytes())
+
     def test_a_film_that_was_cut(self):
         right = film()
         cut = right[: right.index(INDEX) - 10]
