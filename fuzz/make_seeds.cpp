@@ -54,6 +54,13 @@ void write_seeds(const fs::path &folder, const std::string &name, const Bytes &f
     const Bytes failure = u8(0) + u8(static_cast<unsigned>(name.size())) + u8(0x80);
     write(folder / "differential" / name, u8(static_cast<unsigned>(steps.size())) + steps + file);
     write(folder / "fault" / name, u8(static_cast<unsigned>(failure.size())) + failure + file);
+    write(folder / "repair" / name, file);
+    write(folder / "repair" / (name + "-cut"), file.substr(0, file.size() * 2 / 3));
+    const std::size_t media = file.find("movi");
+    if (media == Bytes::npos) return;
+    const Bytes unfinished = file.substr(0, media - 4) + u32(0) + file.substr(media);
+    write(folder / "repair" / (name + "-unfinished"),
+          unfinished.substr(0, 4) + u32(0) + unfinished.substr(8));
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 thing done to it, and manifest.json, an array that says of each copy:
 
   file      its name in FOLDER
+  film      the name of the film
+  kind      of the damage, in a word
   damage    what was done
   words     any of them names the cause, in whatever case
   from, to  the place: the first and the last position that points at it
@@ -43,6 +45,7 @@ class Film:
 
     def __init__(self, path):
         self.name = path.stem
+        self.file = path.name
         self.data = path.read_bytes()
         self.form = Chunk(self.data, 0)
         self.parts = {c.name: c for c in chunks(self.data, 12, self.form.end)}
@@ -305,7 +308,7 @@ def write(folder, paths):
         for name, damage, data, words, first, last in damaged(film):
             file = f"{film.name}-{name}.avi"
             (folder / file).write_bytes(data)
-            manifest.append({"file": file, "damage": f"{film.name}: {damage}", "words": list(words),
+            manifest.append({"file": file, "film": film.file, "kind": name, "damage": f"{film.name}: {damage}", "words": list(words),
                              "from": first, "to": last})
     (folder / "manifest.json").write_text(json.dumps(manifest, indent=1) + "\n")
     return manifest

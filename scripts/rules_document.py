@@ -16,7 +16,11 @@ prints one entry. An id never changes, and never comes to mean something else.
 | error | players lose something |
 | warning | some players lose something, or the file is not what its writer meant |
 | note | worth knowing |
+
+Whether `sorn-tool repair` mends a file of what is found in it, `check` says of that file.
 """
+
+REPAIR = " [`repair`](sorn-tool.1) does it for many files."
 
 
 def main():
@@ -28,7 +32,7 @@ def main():
         for rule in rules:
             if rule["severity"] == severity:
                 print(f"### `{rule['rule']}`\n\n{rule['meaning']}\n\n- **When playing**: {rule['effect']}\n"
-                      f"- **Remedy**: {rule['remedy']}\n")
+                      f"- **Remedy**: {rule['remedy']}{REPAIR if rule['repair'] else ''}\n")
 
 
 if __name__ == "__main__":

@@ -19,14 +19,16 @@ namespace {
 constexpr const char *kStatuses = R"(Exit status, of every command:
   0    play, every byte and position agreed; info and check, every file opened;
        tree, map and dump, the file was shown, whether it opens or not; extract,
-       all of it was delivered; diff, the files are the same
+       all of it was delivered; diff, the files are the same; repair, the new file
+       plays
   1    play and extract, something disagreed; info, a file did not open; check,
        files differ, or with --strict a file that opens has an error or a warning;
        dump and extract, the file has no such thing; diff, the files differ; all,
        the output cannot be written, or memory ran out
   2    wrong usage
-  3    play and extract, the file is refused; check, every file is
-  4    play and extract, the plug-in is missing or unusable
+  3    play and extract, the file is refused; check, every file is; repair, it
+       cannot be mended
+  4    play, extract and repair, the plug-in is missing or unusable
   5    play and extract, the file is cut short
   6    the path cannot be read; check, none can be; info, see 1
   130  interrupted)";
@@ -44,6 +46,7 @@ constexpr Example kExamples[] = {
     {"dump", "sorn-tool dump film.avi 0x18"},
     {"extract", "sorn-tool extract film.avi --stream 1 -o sound.mp3"},
     {"diff", "sorn-tool diff film.avi broken.avi"},
+    {"repair", "sorn-tool repair broken.avi -o mended.avi"},
 };
 
 Exit usage_error(const CLI::ParseError &error) {
@@ -118,6 +121,7 @@ Exit run(int argc, char **argv) {
     add_dump(app, status);
     add_extract(app, status);
     add_diff(app, status);
+    add_repair(app, status);
     for (const auto &[name, example] : kExamples) {
         app.get_subcommand(name)->footer(fmt::format("Example:\n  {}\n\n{}", example, kStatuses));
     }

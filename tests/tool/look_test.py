@@ -575,7 +575,8 @@ class Completion(LookTest):
         return re.findall(r"^  (\w+)", names, re.M)
 
     def test_commands(self):
-        self.assertEqual(self.commands(), ["play", "info", "check", "tree", "map", "dump", "extract", "diff"])
+        self.assertEqual(self.commands(), ["play", "info", "check", "tree", "map", "dump", "extract", "diff",
+                                           "repair"])
         self.assertEqual(self.complete(""), sorted([*self.commands(), "--help", "--version"]))
         self.assertEqual(self.complete("t"), ["tree"])
 

@@ -106,7 +106,9 @@ private:
         Chunk chunk = chunk_here();
         if (ends_a_level(chunk)) return;
         if (chunk.type.value == 0 || parents_.size() >= kDeepestList) {
-            if (chunk.type.value == 0 && !leads_to_a_chunk(chunk)) correct(chunk);
+            if (chunk.type.value == 0 && !leads_to_a_chunk(chunk) && !is_cut_index(chunk)) {
+                correct(chunk);
+            }
             visitor_.visit(chunk, parents_);
             pos_ = after(chunk);
             return;
@@ -216,6 +218,9 @@ private:
         }
         return pos == end || pos == end + 1;
     }
+
+    // Entries of an index look like chunks: what is left of one is not searched for any.
+    static bool is_cut_index(const Chunk &chunk) { return is_index(chunk) && chunk.cut_short(); }
 
     // A chunk whose size misleads ends where the next one is found. Where none is, its size stands.
     void correct(Chunk &chunk) {

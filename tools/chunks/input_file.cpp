@@ -42,19 +42,17 @@ InputFile::InputFile(const std::string &path) {
 }
 
 InputFile::~InputFile() {
-    close(descriptor_);
+    if (descriptor_ >= 0) close(descriptor_);
 }
 
 bool InputFile::holds(const unsigned char *bytes, std::size_t count, std::int64_t pos) const {
     std::array<unsigned char, 65536> block;
     while (count > 0) {
-        const ssize_t got = pread(descriptor_, block.data(), std::min(count, block.size()), pos);
-        if (got <= 0 || std::memcmp(bytes, block.data(), static_cast<std::size_t>(got)) != 0) {
-            return false;
-        }
+        const std::size_t got = read(block.data(), std::min(count, block.size()), pos);
+        if (got == 0 || std::memcmp(bytes, block.data(), got) != 0) return false;
         bytes += got;
-        pos += got;
-        count -= static_cast<std::size_t>(got);
+        pos += static_cast<std::int64_t>(got);
+        count -= got;
     }
     return true;
 }

@@ -10,6 +10,7 @@
 #include "commands/given.h"
 #include "findings/examination.h"
 #include "findings/refusal_text.h"
+#include "repair/plan.h"
 #include "terminal/in_order.h"
 #include "terminal/interrupt.h"
 #include "terminal/progress.h"
@@ -25,6 +26,18 @@ struct Request {
     bool sarif = false;
     bool strict = false;
 };
+
+// Whether it helps is told of this file, not of all that break the same rule.
+void find_what_repair_mends(Diagnosis &diagnosis, const InputFile &file) {
+    if (!diagnosis.flawed()) return;
+    try {
+        const Plan plan(file, {diagnosis.refusal, diagnosis.findings},
+                        {.on_progress = {}, .stop = interrupted});
+        if (plan.holds()) diagnosis.mended = plan.mended();
+    } catch (const Failure &) {  // it cannot be tried out here, and what was found is true
+        diagnosis.mended.clear();
+    }
+}
 
 Diagnosis examine(const std::string &path, bool show_progress) {
     Diagnosis diagnosis;
@@ -45,6 +58,7 @@ Diagnosis examine(const std::string &path, bool show_progress) {
     }
     diagnosis.findings = examination.finish(diagnosis.refusal);
     diagnosis.examined = examination.examined();
+    find_what_repair_mends(diagnosis, file);
     return diagnosis;
 }
 

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "findings/refusal_text.h"
+#include "repair/plan.h"
 #include "terminal/text.h"
 #include "terminal/utf8.h"
 
@@ -26,12 +27,19 @@ Json offset_or_null(std::int64_t pos) {
     return pos >= 0 ? Json(pos) : Json();
 }
 
-Json as_json(const Finding &finding) {
+// What to do about it; and that it need not be done by hand, where that is so in this file.
+std::string remedy_text(const Diagnosis &diagnosis, const Finding &finding) {
+    const std::vector<const Rule *> &mended = diagnosis.mended;
+    const bool helps = std::find(mended.begin(), mended.end(), finding.rule) != mended.end();
+    return finding.rule->remedy + std::string(helps ? " 'sorn-tool repair' mends it." : "");
+}
+
+Json as_json(const Diagnosis &diagnosis, const Finding &finding) {
     return {{"rule", finding.rule->id},
             {"severity", severity_word(finding.rule->severity)},
             {"offset", offset_or_null(finding.pos)},
             {"sentence", finding.sentence},
-            {"remedy", finding.rule->remedy}};
+            {"remedy", remedy_text(diagnosis, finding)}};
 }
 
 // "2 errors, 1 warning"
@@ -52,6 +60,15 @@ std::string examined_text(const Examined &examined) {
     return fmt::format("{}, {} index {}", count_of(examined.chunks, "chunk"),
                        with_commas(examined.index_entries),
                        examined.index_entries == 1 ? "entry" : "entries");
+}
+
+// "  'sorn-tool repair' mends movi_too_short, never_finished"
+std::string mended_text(const Diagnosis &diagnosis) {
+    std::string rules;
+    for (const Rule *rule : diagnosis.mended) {
+        rules += (rules.empty() ? "" : ", ") + std::string(rule->id);
+    }
+    return rules.empty() ? "" : "  'sorn-tool repair' mends " + rules + "\n";
 }
 
 // The levels there have our words, but none is for a refusal.
@@ -108,7 +125,7 @@ std::string diagnosis_text(const Diagnosis &diagnosis) {
         text += fmt::format("  {}: {} [{}]\n", severity_word(finding.rule->severity),
                             finding.sentence, finding.rule->id);
     }
-    return text;
+    return text + mended_text(diagnosis);
 }
 
 std::string diagnosis_json(const Diagnosis &diagnosis) {
@@ -116,7 +133,7 @@ std::string diagnosis_json(const Diagnosis &diagnosis) {
     Json findings = Json::array();
     Json oddities = Json::array();
     for (const Finding &finding : diagnosis.findings) {
-        findings.push_back(as_json(finding));
+        findings.push_back(as_json(diagnosis, finding));
         if (finding.rule->severity == Severity::refusal) continue;
         oddities.push_back({{"kind", finding.rule->id},
                             {"offset", offset_or_null(finding.pos)},
@@ -170,12 +187,16 @@ std::string rules_json() {
                         {"severity", severity_word(rule.severity)},
                         {"meaning", rule.meaning},
                         {"effect", rule.effect},
-                        {"remedy", rule.remedy}});
+                        {"remedy", rule.remedy},
+                        {"repair", is_answered(rule.id)}});
     }
     return text;
 }
 
 std::string rule_text(const Rule &rule) {
-    return fmt::format("{} ({})\n\n{}\n\nWhen playing: {}\n\nRemedy: {}\n", rule.id,
-                       severity_word(rule.severity), rule.meaning, rule.effect, rule.remedy);
+    const char *repair =
+        is_answered(rule.id) ? " 'sorn-tool repair' can do that for many files." : "";
+    return fmt::format("{} ({})\n\n{}\n\nWhen playing: {}\n\nRemedy: {}{}\n", rule.id,
+                       severity_word(rule.severity), rule.meaning, rule.effect, rule.remedy,
+                       repair);
 }

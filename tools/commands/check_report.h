@@ -16,6 +16,7 @@ struct Diagnosis {
     std::int64_t refused_at = -1;
     std::vector<Finding> findings;
     Examined examined;
+    std::vector<const Rule *> mended;  // those that `repair` mends in this file
 
     [[nodiscard]] bool opened() const { return status == Exit::success; }
     // Whether an error or a warning was found.

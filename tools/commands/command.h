@@ -18,5 +18,6 @@ void add_map(CLI::App &app, Exit &status);
 void add_dump(CLI::App &app, Exit &status);
 void add_extract(CLI::App &app, Exit &status);
 void add_diff(CLI::App &app, Exit &status);
+void add_repair(CLI::App &app, Exit &status);
 
 #endif

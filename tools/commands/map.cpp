@@ -6,6 +6,7 @@
 #include <set>
 
 #include "avi_reader/avi_reader.h"
+#include "chunks/visitors.h"
 #include "commands/command.h"
 #include "commands/given.h"
 #include "findings/examination.h"
@@ -25,31 +26,6 @@ namespace fs = std::filesystem;
 struct Request {
     Given given;
     std::string output;
-};
-
-// Both see each chunk: the file is walked once.
-class Both : public ChunkVisitor {
-public:
-    Both(ChunkVisitor &first, ChunkVisitor &second) : visitors_{&first, &second} {}
-
-    void enter(const Chunk &list, Parents parents) override {
-        for (ChunkVisitor *visitor : visitors_) visitor->enter(list, parents);
-    }
-    void leave(const Chunk &list, Parents parents) override {
-        for (ChunkVisitor *visitor : visitors_) visitor->leave(list, parents);
-    }
-    void visit(const Chunk &chunk, Parents parents) override {
-        for (ChunkVisitor *visitor : visitors_) visitor->visit(chunk, parents);
-    }
-    void lost(std::int64_t pos, std::int64_t size, Parents parents) override {
-        for (ChunkVisitor *visitor : visitors_) visitor->lost(pos, size, parents);
-    }
-    void hole(std::int64_t pos, std::int64_t size, Parents parents) override {
-        for (ChunkVisitor *visitor : visitors_) visitor->hole(pos, size, parents);
-    }
-
-private:
-    std::array<ChunkVisitor *, 2> visitors_;
 };
 
 // The picture of each file: the one that is named, or one in the folder that is named.
@@ -112,7 +88,7 @@ void draw(const std::string &path, const std::string &output, bool show_progress
     const AviReader record(aviin_open(path.c_str(), 0, &refusal));
     MapModel model(record.get(), file.size());
     Examination examination(file, record.get());
-    Both both(model, examination);
+    Visitors both{&model, &examination};
     {
         Progress progress(file.size(), show_progress);
         const bool whole = walk_chunks(

@@ -1,6 +1,6 @@
 # fish completion for sorn-tool.
 
-set -l commands play info check tree map dump extract diff
+set -l commands play info check tree map dump extract diff repair
 set -l none "not __fish_seen_subcommand_from $commands"
 
 complete -c sorn-tool -f
@@ -12,6 +12,7 @@ complete -c sorn-tool -n $none -a map -d 'Draw how a file is laid out'
 complete -c sorn-tool -n $none -a dump -d 'Show the bytes and fields of a chunk'
 complete -c sorn-tool -n $none -a extract -d 'Take a stream or a payload out of a file'
 complete -c sorn-tool -n $none -a diff -d 'Tell how two files differ'
+complete -c sorn-tool -n $none -a repair -d 'Write a copy with the least change that makes it play'
 complete -c sorn-tool -n $none -l version -d 'Show the version'
 complete -c sorn-tool -l help -d 'Show the options'
 
@@ -20,11 +21,11 @@ complete -c sorn-tool -n "__fish_seen_subcommand_from $commands" -k -a '(__fish_
 function __sorn_tool_option
     complete -c sorn-tool -n "__fish_seen_subcommand_from $argv[1]" $argv[2..]
 end
-__sorn_tool_option 'play check tree map dump extract diff' -l no-progress -d 'Show no progress bar'
-__sorn_tool_option 'play info check tree diff' -l json -d 'Print JSON'
+__sorn_tool_option 'play check tree map dump extract diff repair' -l no-progress -d 'Show no progress bar'
+__sorn_tool_option 'play info check tree diff repair' -l json -d 'Print JSON'
 __sorn_tool_option 'play check' -s q -l quiet -d 'Tell only what is wrong'
 __sorn_tool_option 'check map' -s j -l jobs -x -d 'So many files at once'
-__sorn_tool_option 'play extract' -l plugin -r -F -d 'The plug-in to load'
+__sorn_tool_option 'play extract repair' -l plugin -r -F -d 'The plug-in to load'
 __sorn_tool_option play -l verify -d 'Compare what is delivered with the file'
 __sorn_tool_option play -l log -d "Print the plug-in's messages"
 __sorn_tool_option check -l sarif -d 'Print a SARIF log'
@@ -47,4 +48,6 @@ __sorn_tool_option extract -l menu -d 'Take the menu of the first form'
 __sorn_tool_option extract -l form-menu -d 'Take the menu of the menu form'
 __sorn_tool_option extract -l stream-data -x -d 'Take the data of this stream'
 __sorn_tool_option extract -l chunk -x -d 'Take the payload of the chunk that begins there'
+__sorn_tool_option repair -s o -l output -r -F -d 'The file to write'
+__sorn_tool_option repair -l dry-run -d 'Say what would be changed, and write nothing'
 functions -e __sorn_tool_option

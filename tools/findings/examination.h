@@ -42,6 +42,8 @@ public:
     [[nodiscard]] std::vector<Finding> finish(const AviRefusal &refusal);
 
     [[nodiscard]] Examined examined() const;
+    [[nodiscard]] const Described &described() const { return described_; }
+    [[nodiscard]] const MediaChecks &media() const { return media_; }
 
 private:
     template <typename Call>

@@ -19,14 +19,6 @@ constexpr std::uint32_t kSoundFormat =
 
 constexpr std::array<const char *, 5> kStreamOrder{"strh", "strf", "strd", "strn", "indx"};
 
-// The place of a chunk in a stream list's order, or -1.
-int order_of(const Chunk &chunk) {
-    for (std::size_t i = 0; i < kStreamOrder.size(); ++i) {
-        if (is_chunk(chunk, kStreamOrder[i])) return static_cast<int>(i);
-    }
-    return -1;
-}
-
 std::string lower(FourCC fourcc) {
     char c[5];
     avi_fourcc_to_chars(fourcc, c);
@@ -90,10 +82,25 @@ bool is_extension_list(const Chunk &list) {
 
 }  // namespace
 
-void ExtensionChecks::check_spelling(const Chunk &chunk, Parents parents) {
-    if (parents.empty()) return;
+int order_in_stream_list(const Chunk &chunk) {
+    for (std::size_t i = 0; i < kStreamOrder.size(); ++i) {
+        if (is_chunk(chunk, kStreamOrder[i])) return static_cast<int>(i);
+    }
+    return -1;
+}
+
+const char *meant_name(const Chunk &chunk, Parents parents) {
+    if (parents.empty()) return nullptr;
     const FourCC name = chunk.type.value != 0 ? chunk.type : chunk.id;
-    const char *word = meant(name, words_for(chunk, parents));
+    return meant(name, words_for(chunk, parents));
+}
+
+const char *meant_stream_type(FourCC type) {
+    return meant(type, kStreamTypes);
+}
+
+void ExtensionChecks::check_spelling(const Chunk &chunk, Parents parents) {
+    const char *word = meant_name(chunk, parents);
     if (word == nullptr) return;
     findings_.add("misspelt_type", chunk.pos,
                   fmt::format("{} is one letter away from '{}'", at(chunk), word));
@@ -167,16 +174,16 @@ void ExtensionChecks::visit(const Chunk &chunk, Parents parents) {
 }
 
 void ExtensionChecks::check_stream_chunk(const Chunk &chunk) {
-    const int order = order_of(chunk);
+    const int order = order_in_stream_list(chunk);
     if (order >= 0 && order < order_) {
         findings_.add("stream_chunk_order", chunk.pos,
                       fmt::format("{} stands behind '{}' in its stream list", at(chunk),
                                   kStreamOrder[static_cast<std::size_t>(order_)]));
     }
     order_ = std::max(order_, order);
-    const bool sought = order >= order_of({0, kStrd, {}, 0, 0});
+    const bool sought = order >= order_in_stream_list({0, kStrd, {}, 0, 0});
     if (sought && last_in_stream_ && last_in_stream_->declared % 2 == 1 &&
-        order_of(*last_in_stream_) >= 0) {
+        order_in_stream_list(*last_in_stream_) >= 0) {
         findings_.add(
             "odd_stream_chunk", last_in_stream_->pos,
             fmt::format("{} declares {}, an odd length, and {} follows it", at(*last_in_stream_),
@@ -209,7 +216,7 @@ void ExtensionChecks::finish() {
         const DescribedStream &stream = described_.streams()[i];
         if (!stream.header) continue;
         const FourCC type = stream.header->fourcc(strh::kType);
-        const char *word = meant(type, kStreamTypes);
+        const char *word = meant_stream_type(type);
         if (word == nullptr) continue;
         findings_.add("misspelt_type", stream.header->at(strh::kType),
                       fmt::format("stream {} is of type '{}' at 0x{:x}, one letter away from '{}'",

@@ -9,6 +9,14 @@
 #include "findings/described.h"
 #include "findings/finding.h"
 
+// The name that was meant where a chunk's or list's is one letter away from it, or null.
+[[nodiscard]] const char *meant_name(const Chunk &chunk, Parents parents);
+// The same of a stream's type.
+[[nodiscard]] const char *meant_stream_type(FourCC type);
+
+// The place of a chunk in a stream list's order, or -1.
+[[nodiscard]] int order_in_stream_list(const Chunk &chunk);
+
 class ExtensionChecks : public ChunkVisitor {
 public:
     ExtensionChecks(const Described &described, Findings &findings)

@@ -13,15 +13,12 @@ namespace {
 // Players buffer less.
 constexpr double kFarApart = 5;
 
-bool is_number_of_media(FourCC id) {
-    return stream_number(id) >= 0 && avi_chunk_kind(id, false) != ChunkKind::index;
-}
-
 // Ids that are no stream's, and allowed among the media.
-bool may_lie_among_media(const Chunk &chunk) {
-    const ChunkKind kind = avi_chunk_kind(chunk.id, true);
+bool may_lie_among_media(FourCC id) {
+    const ChunkKind kind = avi_chunk_kind(id, true);
     return kind == ChunkKind::junk || kind == ChunkKind::reserved || kind == ChunkKind::index ||
-           is_index(chunk) || is_chunk(chunk, "LIST");
+           avi_fourcc_equal(id, kIdx1) || avi_fourcc_equal(id, k1idx) ||
+           avi_fourcc_equal(id, kList);
 }
 
 bool is_palette_or_text(FourCC id) {
@@ -38,10 +35,24 @@ bool is_video(ChunkKind kind) {
 
 }  // namespace
 
+bool is_id_of_media(FourCC id) {
+    const ChunkKind kind = avi_chunk_kind(id, false);
+    return stream_number(id) >= 0 && kind != ChunkKind::index &&
+           (kind != ChunkKind::unknown || is_palette_or_text(id));
+}
+
+std::string_view media_id_rule(FourCC id, const Described &described) {
+    if (!is_id_of_media(id)) return may_lie_among_media(id) ? "" : "unknown_media_id";
+    const DescribedStream *stream = described.stream(stream_number(id));
+    if (stream == nullptr) return described.streams().empty() ? "" : "undescribed_media";
+    const ChunkKind kind = avi_chunk_kind(id, false);
+    const bool wrong =
+        (stream->is("vids") && kind == ChunkKind::audio) || (stream->is("auds") && is_video(kind));
+    return wrong ? "wrong_media_kind" : "";
+}
+
 void MediaChecks::visit(const Chunk &chunk, Parents parents) {
-    const bool media =
-        is_number_of_media(chunk.id) &&
-        (avi_chunk_kind(chunk.id, false) != ChunkKind::unknown || is_palette_or_text(chunk.id));
+    const bool media = is_id_of_media(chunk.id);
     if (!holds_media(parents)) {
         const bool stray = media && (parents.empty() || is_form(parents.back()));
         if (stray) {
@@ -51,7 +62,7 @@ void MediaChecks::visit(const Chunk &chunk, Parents parents) {
         return;
     }
     if (!media) {
-        if (!may_lie_among_media(chunk)) {
+        if (!may_lie_among_media(chunk.id)) {
             findings_.add(
                 "unknown_media_id", chunk.pos,
                 fmt::format("{} lies among the media and is of no known kind", at(chunk)));
@@ -79,24 +90,18 @@ void MediaChecks::count(const Chunk &chunk, Parents parents, std::size_t number)
 }
 
 void MediaChecks::check_id(const Chunk &chunk) {
+    const std::string_view rule = media_id_rule(chunk.id, described_);
     const int number = stream_number(chunk.id);
-    const DescribedStream *stream = described_.stream(number);
-    if (stream == nullptr) {
-        if (!described_.streams().empty()) {
-            findings_.add(
-                "undescribed_media", chunk.pos,
-                fmt::format("{} is of stream {}, which no header describes", at(chunk), number));
-        }
-        return;
+    if (rule == "undescribed_media") {
+        findings_.add(
+            rule, chunk.pos,
+            fmt::format("{} is of stream {}, which no header describes", at(chunk), number));
+    } else if (rule == "wrong_media_kind") {
+        const bool video = is_video(avi_chunk_kind(chunk.id, false));
+        findings_.add(rule, chunk.pos,
+                      fmt::format("{} is marked as {}, and stream {} is {}", at(chunk),
+                                  video ? "video" : "audio", number, video ? "audio" : "video"));
     }
-    const ChunkKind kind = avi_chunk_kind(chunk.id, false);
-    const bool wrong =
-        (stream->is("vids") && kind == ChunkKind::audio) || (stream->is("auds") && is_video(kind));
-    if (!wrong) return;
-    findings_.add("wrong_media_kind", chunk.pos,
-                  fmt::format("{} is marked as {}, and stream {} is {}", at(chunk),
-                              is_video(kind) ? "video" : "audio", number,
-                              is_video(kind) ? "audio" : "video"));
 }
 
 void MediaChecks::follow_time(const Chunk &chunk, std::size_t number) {

@@ -5,9 +5,16 @@
 
 #include <array>
 #include <cstdint>
+#include <string_view>
 
 #include "findings/described.h"
 #include "findings/finding.h"
+
+// Whether an id is one of media, an index of them aside.
+[[nodiscard]] bool is_id_of_media(FourCC id);
+
+// The rule that the id of a chunk among the media breaks, or empty.
+[[nodiscard]] std::string_view media_id_rule(FourCC id, const Described &described);
 
 struct MediaTally {
     std::uint64_t chunks = 0;

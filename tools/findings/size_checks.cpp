@@ -12,24 +12,29 @@ constexpr std::uint32_t kNeverFilledIn = 12;
 
 }  // namespace
 
+std::string_view size_rule(const Chunk &chunk, Parents parents, std::int64_t file_size) {
+    const std::int64_t end_of_parent = parents.empty() ? file_size : parents.back().end();
+    const bool at_an_end = chunk.end() == file_size || chunk.end() == end_of_parent;
+    if (chunk.cut_short() && at_an_end) return "claims_too_much";
+    if (!chunk.misleads || chunk.held == chunk.declared) return {};
+    const bool unfinished = chunk.type.value != 0 && chunk.declared <= kNeverFilledIn;
+    return unfinished ? "never_finished" : "wrong_size";
+}
+
 void SizeChecks::check_size(const Chunk &chunk, Parents parents) {
+    const std::string_view rule = size_rule(chunk, parents, file_size_);
+    if (rule.empty()) return;
     const std::string declares =
         fmt::format("{} declares {}", at(chunk), count_of(chunk.declared, "byte"));
     const std::string there = bytes_text(chunk.held);
-    const std::int64_t end = chunk.end();
-    if (chunk.cut_short() && end == file_size_) {
-        findings_.add("claims_too_much", chunk.pos,
-                      fmt::format("{}: the file ends after {}", declares, there));
-    } else if (chunk.cut_short() && !parents.empty() && end == parents.back().end()) {
-        findings_.add("claims_too_much", chunk.pos,
-                      fmt::format("{}: what holds it ends after {}", declares, there));
-    } else if (!chunk.misleads || chunk.held == chunk.declared) {
-        return;
-    } else if (chunk.type.value != 0 && chunk.declared <= kNeverFilledIn) {
-        findings_.add("never_finished", chunk.pos,
+    if (rule == "claims_too_much") {
+        const char *end = chunk.end() == file_size_ ? "the file" : "what holds it";
+        findings_.add(rule, chunk.pos, fmt::format("{}: {} ends after {}", declares, end, there));
+    } else if (rule == "never_finished") {
+        findings_.add(rule, chunk.pos,
                       fmt::format("{}, and {} follow that belong to it", declares, there));
     } else {
-        findings_.add("wrong_size", chunk.pos,
+        findings_.add(rule, chunk.pos,
                       fmt::format("{}: what follows it begins after {}", declares, there));
     }
 }

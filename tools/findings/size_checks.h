@@ -2,10 +2,16 @@
 #ifndef TOOLS_FINDINGS_SIZE_CHECKS_H
 #define TOOLS_FINDINGS_SIZE_CHECKS_H
 
+#include <cstdint>
 #include <optional>
+#include <string_view>
 
 #include "chunks/chunk_tree.h"
 #include "findings/finding.h"
+
+// The rule that a chunk's size breaks, or empty.
+[[nodiscard]] std::string_view size_rule(const Chunk &chunk, Parents parents,
+                                         std::int64_t file_size);
 
 class SizeChecks : public ChunkVisitor {
 public:

@@ -88,6 +88,12 @@ void NewFile::flush() {
     buffer_.clear();
 }
 
+const std::string &NewFile::part() {
+    flush();
+    if (ftruncate(descriptor_, size_) != 0) fail(errno);
+    return part_;
+}
+
 // Some disks say only when they have stored all of it that they could not.
 void NewFile::publish() {
     flush();

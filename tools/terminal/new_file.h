@@ -27,6 +27,9 @@ public:
     // So many bytes were written and skipped.
     [[nodiscard]] std::int64_t size() const { return size_; }
 
+    // Where all that was written so far can be read until it is published.
+    [[nodiscard]] const std::string &part();
+
     // Takes the place of what was there.
     void publish();
 
