@@ -85,54 +85,62 @@ void expect_nothing_left(const ControlledLibc &libc) {
     EXPECT_FALSE(libc.ran_out_of_calls());
 }
 
-// Runs `body` with the first, the second, ... call failing, until none is left to fail.
-template <typename Body>
-std::uint64_t for_every_failure(const Bytes &content, std::uint64_t call_limit, const Body &body) {
-    std::uint64_t points = 0;
-    for (const Sweep &sweep : kSweeps) {
-        for (std::uint64_t nth = 1;; ++nth) {
+class Failing : public testing::TestWithParam<Sample> {
+protected:
+    // Runs `body` with the first, the second, ... call failing, until none is left to fail.
+    template <typename Body>
+    void for_every_failure(const Body &body) {
+        int points = 0;
+        for (const Sweep &sweep : kSweeps) points += for_every_failure(sweep, body);
+        EXPECT_GT(points, 100);
+        RecordProperty("failure_points", points);
+    }
+
+    void limit_work(ControlledLibc &libc) const {
+        libc.limit_calls(20 * undisturbed_.calls + 1000);
+    }
+
+    const Bytes &content_ = GetParam().content;
+    const Undisturbed undisturbed_{content_};
+
+private:
+    template <typename Body>
+    int for_every_failure(const Sweep &sweep, const Body &body) {
+        for (int nth = 1;; ++nth) {
             SCOPED_TRACE(testing::Message()
                          << "call kind " << static_cast<int>(sweep.call) << ", number " << nth
                          << (sweep.lasting ? " and later" : "")
                          << (sweep.cut_short ? ", cut short" : "")
                          << (sweep.buffered ? "" : ", without a buffer"));
-            ControlledLibc libc(content);
+            ControlledLibc libc(content_);
             if (!sweep.buffered) libc.use_no_buffer();
-            libc.limit_calls(call_limit);
-            libc.fail({sweep.call, nth, sweep.lasting, sweep.cut_short});
+            limit_work(libc);
+            libc.fail(
+                {sweep.call, static_cast<std::uint64_t>(nth), sweep.lasting, sweep.cut_short});
             body(libc);
-            if (!libc.any_failed() || testing::Test::HasFailure()) break;
-            ++points;
+            if (!libc.any_failed() || HasFailure()) return nth - 1;
         }
     }
-    return points;
-}
-
-class Failing : public testing::TestWithParam<Sample> {};
+};
 
 TEST_P(Failing, CallsLeaveTheReaderARecordOrNothing) {
-    const Bytes &content = GetParam().content;
-    const Undisturbed undisturbed(content);
-    ASSERT_NE(undisturbed.record, "");
-    const auto points =
-        for_every_failure(content, 20 * undisturbed.calls + 1000, [&](ControlledLibc &libc) {
-            AviReaderState *reader = aviin_open("any", 0);
-            if (reader != nullptr) {
-                const auto owns = [&](const void *p, std::uint64_t n) { return libc.owns(p, n); };
-                EXPECT_EQ(broken_rule(*reader, owns), "");
-                aviin_close(reader);
-            }
-            expect_nothing_left(libc);
-
-            libc.fail_no_more();
-            reader = aviin_open("any", 0);
-            ASSERT_NE(reader, nullptr);
-            EXPECT_EQ(describe(*reader), undisturbed.record);
+    ASSERT_NE(undisturbed_.record, "");
+    for_every_failure([&](ControlledLibc &libc) {
+        AviReaderState *reader = aviin_open("any", 0);
+        if (reader != nullptr) {
+            const auto owns = [&](const void *p, std::uint64_t n) { return libc.owns(p, n); };
+            EXPECT_EQ(broken_rule(*reader, owns), "");
             aviin_close(reader);
-            expect_nothing_left(libc);
-        });
-    EXPECT_GT(points, 100U);
-    RecordProperty("failure_points", std::to_string(points));
+        }
+        expect_nothing_left(libc);
+
+        libc.fail_no_more();
+        reader = aviin_open("any", 0);
+        ASSERT_NE(reader, nullptr);
+        EXPECT_EQ(describe(*reader), undisturbed_.record);
+        aviin_close(reader);
+        expect_nothing_left(libc);
+    });
 }
 
 // The functions of an open handle answer whatever fails below them.
@@ -152,28 +160,22 @@ void use(SvcFileHandle *handle, const Bytes &content) {
 }
 
 TEST_P(Failing, CallsLeaveTheServiceAHandleOrNothing) {
-    const Bytes &content = GetParam().content;
-    const Undisturbed undisturbed(content);
-    const auto points =
-        for_every_failure(content, 20 * undisturbed.calls + 1000, [&](ControlledLibc &libc) {
-            char marker = 0;
-            auto *const untouched = reinterpret_cast<SvcFileHandle *>(&marker);
-            SvcFileHandle *handle = untouched;
-            const std::int64_t result = drm_svc_sorn_open_file("any", &handle);
-            if (result == DRM_SVC_SORN_OK) {
-                ASSERT_NE(handle, untouched);
-                use(handle, content);
-                EXPECT_EQ(drm_svc_sorn_close_file(handle), DRM_SVC_SORN_CLOSED);
-            } else {
-                EXPECT_THAT(result,
-                            testing::AnyOf(DRM_SVC_SORN_CANNOT_OPEN, DRM_SVC_SORN_NO_MEMORY));
-                EXPECT_TRUE(libc.any_failed());
-                EXPECT_EQ(handle, untouched);
-            }
-            expect_nothing_left(libc);
-        });
-    EXPECT_GT(points, 100U);
-    RecordProperty("failure_points", std::to_string(points));
+    for_every_failure([&](ControlledLibc &libc) {
+        char marker = 0;
+        auto *const untouched = reinterpret_cast<SvcFileHandle *>(&marker);
+        SvcFileHandle *handle = untouched;
+        const std::int64_t result = drm_svc_sorn_open_file("any", &handle);
+        if (result == DRM_SVC_SORN_OK) {
+            ASSERT_NE(handle, untouched);
+            use(handle, content_);
+            EXPECT_EQ(drm_svc_sorn_close_file(handle), DRM_SVC_SORN_CLOSED);
+        } else {
+            EXPECT_THAT(result, testing::AnyOf(DRM_SVC_SORN_CANNOT_OPEN, DRM_SVC_SORN_NO_MEMORY));
+            EXPECT_TRUE(libc.any_failed());
+            EXPECT_EQ(handle, untouched);
+        }
+        expect_nothing_left(libc);
+    });
 }
 
 INSTANTIATE_TEST_SUITE_P(, Failing, testing::ValuesIn(all_samples()),
@@ -181,19 +183,17 @@ INSTANTIATE_TEST_SUITE_P(, Failing, testing::ValuesIn(all_samples()),
 
 // One byte of the file cannot be read, wherever it lies.
 TEST_P(Failing, BytesLeaveTheReaderARecordOrNothing) {
-    const Bytes &content = GetParam().content;
-    const Undisturbed undisturbed(content);
-    const std::size_t headers = std::min<std::size_t>(content.size(), 3000);
+    const std::size_t headers = std::min<std::size_t>(content_.size(), 3000);
     for (std::size_t damaged = 0; damaged < headers; ++damaged) {
         SCOPED_TRACE(damaged);
-        ControlledLibc libc(content);
+        ControlledLibc libc(content_);
         libc.damage(static_cast<std::int64_t>(damaged));
-        libc.limit_calls(20 * undisturbed.calls + 1000);
+        limit_work(libc);
         AviReaderState *reader = aviin_open("any", 0);
         if (reader != nullptr) {
             const auto owns = [&](const void *p, std::uint64_t n) { return libc.owns(p, n); };
             EXPECT_EQ(broken_rule(*reader, owns), "");
-            EXPECT_TRUE(libc.met_damage() || describe(*reader) == undisturbed.record);
+            EXPECT_TRUE(libc.met_damage() || describe(*reader) == undisturbed_.record);
         } else {
             EXPECT_TRUE(libc.met_damage());
         }

@@ -22,8 +22,8 @@ struct Plugin {
     decltype(&drm_svc_sorn_seek_file) seek;
     decltype(&drm_svc_sorn_tell_file) tell;
 };
-// Loaded once; throws when it cannot be. With DRM_SORN_JAIL in the environment all calls are made on
-// jailed threads.
+// Loaded once; throws when it cannot be. With DRM_SORN_JAIL in the environment all calls are made
+// on jailed threads.
 const Plugin &plugin();
 
 // The files, sockets and pipes that the process has open.
