@@ -145,7 +145,7 @@ void _debug_message(int line, const char *file, unsigned int category, unsigned 
 }
 
 int main(int argc, char **argv) {
-    const long times = argc == 2 ? std::strtol(argv[1], nullptr, 10) : 20000;
+    const long times = argc == 2 ? std::strtol(argv[1], nullptr, 10) : 2000;
     if (argc > 2 || times <= 0) {
         std::fputs("usage: changing_files [TIMES]\n", stderr);
         return 2;
