@@ -70,6 +70,12 @@ std::size_t read_file(AviStream &stream, unsigned char *bytes, std::size_t count
     return got;
 }
 
+AviStatus why_nothing_is_there(AviStream &stream) {
+    if (stream.pos >= stream.size) return kAviFailed;
+    stream.unreadable_pos = stream.pos;
+    return kAviUnreadable;
+}
+
 // What parsing reads: nothing twice that was just looked at, and nothing past the measured size.
 std::size_t read_measured(AviStream &stream, unsigned char *bytes, std::size_t count) {
     const auto left = static_cast<std::uint64_t>(avi_file_left(stream));
@@ -132,9 +138,9 @@ AviChunkHeader avi_look_back(AviStream &stream) {
 }
 
 AviStatus avi_read_failure(AviStream &stream) {
-    if (stream.pos >= stream.size) return kAviFailed;
-    stream.unreadable_pos = stream.pos;
-    return kAviUnreadable;
+    const AviStatus status = why_nothing_is_there(stream);
+    if (status == kAviUnreadable) stream.lacks_bytes = true;
+    return status;
 }
 
 AviStatus avi_read_bytes(unsigned char *destination, std::uint32_t count, AviStream &stream) {
@@ -149,7 +155,9 @@ AviStatus avi_skip_bytes(std::uint32_t count, AviStream &stream) {
 
 std::size_t avi_read_layout(unsigned char *bytes, std::size_t count, AviStream &stream) {
     const std::size_t got = read_measured(stream, bytes, count);
-    if (got < count) std::memset(bytes + got, 0, count - got);
+    if (got == count) return got;
+    std::memset(bytes + got, 0, count - got);
+    avi_read_failure(stream);
     return got;
 }
 
@@ -170,11 +178,12 @@ AviStatus avi_read_fourcc(FourCC &value, AviStream &stream) {
 }
 
 AviLook avi_look(AviStream &stream) {
-    alignas(std::uint32_t) unsigned char bytes[kListHeaderSize];
+    alignas(std::uint32_t) unsigned char bytes[kListHeaderSize]{};
     const std::int64_t pos = stream.pos;
-    const std::size_t count = avi_read_layout(bytes, sizeof bytes, stream);
+    const std::size_t count = read_measured(stream, bytes, sizeof bytes);
     const bool whole = count == sizeof bytes;
-    const AviStatus missing = whole ? kAviOk : avi_read_failure(stream);
+    // More is looked at than may be wanted, so nothing is lacking yet.
+    const AviStatus missing = whole ? kAviOk : why_nothing_is_there(stream);
     if (whole) remember(stream, bytes, count);  // a size cut short is not to be met again
     avi_file_go(stream, pos);
     return {{avi_get_u32le(bytes)}, avi_get_u32le(bytes + 4), count, missing};

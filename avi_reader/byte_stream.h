@@ -26,6 +26,7 @@ struct AviStream {
     std::int64_t file_pos;  // where `file` stands; -1 when it has to be sent to be known
 
     std::int64_t unreadable_pos;  // where the last read stopped that failed short of the end
+    bool lacks_bytes;             // some that were wanted could not be read
 
     // The bytes remembered are the last `seen_count` of `seen`; `seen_end` is the position behind.
     alignas(std::uint32_t) unsigned char seen[kListHeaderSize];
@@ -102,7 +103,7 @@ struct AviLook {
 [[nodiscard]] std::size_t avi_read_layout(unsigned char *bytes, std::size_t count,
                                           AviStream &stream);
 
-// The status of a read that found no byte at the position.
+// The status of a read that found no byte at the position, which is noted when the file goes on.
 AviStatus avi_read_failure(AviStream &stream);
 
 // The bytes of a layout on their way into its fields.

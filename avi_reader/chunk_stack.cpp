@@ -26,8 +26,10 @@ AviStatus avi_chunk_push(ChunkNode *&top, AviStream &stream) {
 FourCC avi_chunk_next(ChunkNode &node) {
     avi_file_go(*node.stream, node.cursor);
     const AviLook look = avi_look(*node.stream);
-    if (look.count <= sizeof look.id) node.error |= look.missing;  // no byte of the size
-    const std::uint32_t step = look.size + (look.size & 1);        // the largest size wraps to 0
+    // No byte of the size, or no more than a part of it where the file goes on.
+    const bool cut_short = look.count < kChunkHeaderSize && look.missing == kAviUnreadable;
+    if (look.count <= sizeof look.id || cut_short) node.error |= look.missing;
+    const std::uint32_t step = look.size + (look.size & 1);  // the largest size wraps to 0
     node.cursor += kChunkHeaderSize + std::int64_t{step};
     return look.id;
 }

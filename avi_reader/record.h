@@ -193,7 +193,8 @@ struct AviReaderState {
     std::int64_t form_menu_pos;  // 24 bytes into the last top-level menu form; 0 for none
 };
 
-// Notes why the file is refused, and where. Returns a failure.
+// Notes why the file is refused, and where. When bytes are lacking that could not be read, that is
+// the reason, as the rest follows from it. Returns a failure.
 AviStatus avi_refuse(AviReaderState &reader, AviReason reason, std::int64_t pos, FourCC found = {});
 
 // The same after reads that failed with this status: when it says that memory ran out, or that the

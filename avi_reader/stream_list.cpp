@@ -51,6 +51,7 @@ AviStatus avi_peek_chunk_header(FourCC &id, AviStream &stream) {
     id = look.id;
     const auto missing = static_cast<std::int64_t>(kListHeaderSize - look.count);
     avi_file_go(stream, avi_file_tell(stream) - missing);
+    stream.lacks_bytes |= look.missing == kAviUnreadable;
     return look.count > kChunkHeaderSize ? kAviOk : look.missing;
 }
 

@@ -28,8 +28,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     auto [steering, file] = split(data, size);
     steps.clear();
     for (; steering.size() >= 6; steering.remove_prefix(6)) steps.push_back(step_at(steering));
-    const std::string found = difference(
-        {reinterpret_cast<const std::uint8_t *>(file.data()), file.size()}, steps);
+    const std::string found =
+        difference({reinterpret_cast<const std::uint8_t *>(file.data()), file.size()}, steps);
     require(found.empty(), found.c_str());
     return 0;
 }

@@ -324,6 +324,35 @@ TEST(DamagedHeaderList, TellsTheByteThatCannotBeRead) {
     }
 }
 
+// Also where only the end of a value is lost: what the reader then takes the file for follows from
+// that, not from the file.
+TEST(DamagedByte, IsTheReasonOfARefusalWhereverItLies) {
+    const Bytes content = rich_file();
+    const auto media = static_cast<std::int64_t>(content.find("movi"));
+    int refused = 0;
+    for (std::int64_t byte = 0; byte < media + 4; ++byte) {
+        const DamagedFile file(content, {byte});
+        if (file.opened()) continue;
+        ++refused;
+        EXPECT_EQ(file.refusal().reason, AviReason::cannot_read) << byte;
+        EXPECT_EQ(file.refusal().pos, byte);
+    }
+    EXPECT_GT(refused, 400);
+}
+
+// The walk ends as at the end of the file, not where the lost half of a size would lead it.
+TEST(DamagedByte, OfASizeEndsTheWalk) {
+    for (const std::int64_t byte : {4, 5, 6, 7}) {
+        HalfOpen reader(list("QRDT", claiming("JUNK", 4, "abcd"), chunk("MTDA", "ab")));
+        reader.libc().damage(12 + byte);
+        ASSERT_EQ(avi_enter_list(*reader), kAviOk);
+        FourCC id;
+        EXPECT_TRUE(avi_walk(*reader->chunk_top, id)) << byte;
+        EXPECT_EQ(id.value, avi_fourcc_from_string("JUNK").value) << byte;
+        EXPECT_FALSE(avi_walk(*reader->chunk_top, id)) << byte;
+    }
+}
+
 TEST(DamagedMedia, IsNotMet) {
     const Bytes content = rich_file();
     const auto media = static_cast<std::int64_t>(content.find("movi"));

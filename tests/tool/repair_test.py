@@ -196,7 +196,7 @@ class Mends(RepairTest):
         at = right.index(b"odd\0") + 3
         size = len(right) - 8
         missing = put_word(right[:at] + right[at + 1 :], 4, size - 1)
-        self.assertEqual(self.mend(missing, "form_cut_short"), right)
+        self.assertEqual(self.mend(missing, "no_movi"), right)
         many = film(before=[chunk(b"JUNK", b"even") + b"\0"])
         right = film(before=[chunk(b"JUNK", b"even")])
         self.assertEqual(self.mend(many, "wrong_size", *self.refusals(many)), right)
@@ -211,7 +211,7 @@ class Mends(RepairTest):
         right = film()
         for name, wrong, rules in ((b"avih", b"a\0ih", ["no_main_header"]),
                                    (b"strh", b"\1\2\3\4", ["bad_stream_header"]),
-                                   (b"movi", b"mowi", ["form_cut_short", "misspelt_type"]),
+                                   (b"movi", b"mowi", ["no_movi", "misspelt_type"]),
                                    (b"idx1", b"idx2", ["misspelt_type", "no_index"]),
                                    (b"vids", b"vidz", ["misspelt_type"])):
             with self.subTest(name):
@@ -392,7 +392,7 @@ class Beyond(RepairTest):
                 (film(streams=[lst(b"strl", strh(b"auds"), chunk(b"strf", bytes(18)), strn(bytes(40_000)))]),
                  "negative"),
                 (film(media=[]), "takes it for ended"),
-                (riff(b"AVI ", headers(stream()), chunk(b"JUNK", bytes(50))), "before the first form's 'movi' list"),
+                (riff(b"AVI ", headers(stream()), chunk(b"JUNK", bytes(50))), "no 'movi' list in the first form"),
                 (SILENT, "0 channels"),
         ):
             with self.subTest(words):
