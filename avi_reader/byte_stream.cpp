@@ -49,7 +49,7 @@ void remember(AviStream &stream, const unsigned char *bytes, std::size_t count) 
         const std::size_t all = (joined ? stream.seen_count : 0) + count;
         std::memmove(stream.seen, stream.seen + count, kRoom - count);
         std::memcpy(stream.seen + kRoom - count, bytes, count);
-        stream.seen_count = static_cast<std::uint32_t>(std::min(all, kRoom));
+        stream.seen_count = static_cast<std::uint16_t>(std::min(all, kRoom));
     } else {
         std::memcpy(stream.seen, bytes + count - kRoom, kRoom);
         stream.seen_count = kRoom;

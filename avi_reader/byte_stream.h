@@ -26,11 +26,11 @@ struct AviStream {
     std::int64_t file_pos;  // where `file` stands; -1 when it has to be sent to be known
 
     std::int64_t unreadable_pos;  // where the last read stopped that failed short of the end
-    bool lacks_bytes;             // some that were wanted could not be read
 
     // The bytes remembered are the last `seen_count` of `seen`; `seen_end` is the position behind.
     alignas(std::uint32_t) unsigned char seen[kListHeaderSize];
-    std::uint32_t seen_count;
+    std::uint16_t seen_count;
+    bool lacks_bytes;  // some that were wanted could not be read
     std::int64_t seen_end;
 };
 

@@ -167,7 +167,8 @@ bool is_true(AviReason reason, const ControlledLibc &libc) {
     if (reason == AviReason::no_memory) return libc.any_failed(Call::allocation);
     if (reason == AviReason::cannot_open) return libc.any_failed(Call::open);
     // One whose size cannot be told is taken for empty.
-    return (reason == AviReason::cannot_read && reading_failed(libc)) || libc.any_failed(Call::seek);
+    return (reason == AviReason::cannot_read && reading_failed(libc)) ||
+           libc.any_failed(Call::seek);
 }
 
 void open_record(Verdict &verdict, ControlledLibc &libc, const Film &,
