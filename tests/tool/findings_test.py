@@ -2,6 +2,7 @@
 tool_test.py."""
 
 import json
+import os
 import re
 import struct
 import subprocess
@@ -398,12 +399,13 @@ class Forms(ToolTest):
                                  r"device\n\Z")
 
     def test_a_reader_that_goes_away(self):
-        done = subprocess.Popen([*EMULATOR, TOOL, "tree", "--json", SAMPLES / "mpeg4-mp3.avi"],
-                                stdout=-1, stderr=-1, stdin=-3)
-        done.stdout.close()
-        self.assertRegex(done.stderr.read().decode(), r"\Asorn-tool: cannot write [^\n]+ Broken pipe\n\Z")
-        done.stderr.close()
-        self.assertEqual(done.wait(240), 1)
+        reader, writer = os.pipe()
+        os.close(reader)
+        with open(writer, "wb") as output:
+            done = subprocess.run([*EMULATOR, TOOL, "tree", "--json", SAMPLES / "mpeg4-mp3.avi"],
+                                  stdout=output, stderr=-1, stdin=-3, timeout=240)
+        self.assertRegex(done.stderr.decode(), r"\Asorn-tool: cannot write [^\n]+ Broken pipe\n\Z")
+        self.assertEqual(done.returncode, 1)
 
     def test_files_without_a_size(self):
         for command in (["check"], ["tree"], ["info"], ["map", "-o", self.folder / "x.svg"]):
