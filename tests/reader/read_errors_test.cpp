@@ -132,6 +132,16 @@ TEST(DamagedChunkHeader, IsForgottenWhenItIsReadAgain) {
     }
 }
 
+// Where a look ahead in a stream list leaves the stream follows from all of the 12 bytes.
+TEST(DamagedChunkHeader, LacksWhatAStreamListLooksAt) {
+    const Bytes head = audio_head();
+    for (std::int64_t byte = 9; byte < 16; ++byte) {
+        ParsedList list = parse(head + chunk("JUNK", filler(20)), length(head) + byte);
+        EXPECT_FALSE(list.refused()) << byte;
+        EXPECT_EQ(list->stream.lacks_bytes, byte < 12) << byte;
+    }
+}
+
 // ---- whole files
 
 // A file of which some bytes cannot be read.
