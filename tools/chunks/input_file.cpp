@@ -73,3 +73,13 @@ std::int64_t InputFile::data_after(std::int64_t pos) const {
     if (found >= 0) return found;
     return errno == ENXIO ? size_ : pos;
 }
+
+std::uint32_t u32_at(const InputFile &file, std::int64_t pos) {
+    unsigned char bytes[4]{};
+    file.read(bytes, sizeof bytes, pos);
+    return avi_get_u32le(bytes);
+}
+
+FourCC fourcc_at(const InputFile &file, std::int64_t pos) {
+    return {u32_at(file, pos)};
+}

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <string>
 
+#include "avi_reader/avi_reader.h"
+
 class InputFile {
 public:
     // Throws Failure (unreadable) for what is not a file that can be read at any position.
@@ -35,5 +37,9 @@ private:
     int descriptor_ = -1;
     std::int64_t size_ = 0;
 };
+
+// What stands at a position; bytes that the file does not hold count as 0.
+[[nodiscard]] std::uint32_t u32_at(const InputFile &file, std::int64_t pos);
+[[nodiscard]] FourCC fourcc_at(const InputFile &file, std::int64_t pos);
 
 #endif

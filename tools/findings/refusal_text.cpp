@@ -13,16 +13,7 @@ constexpr std::uint32_t kStreamHeader = size_of(layout::kStreamHeader);
 constexpr std::uint32_t kVideoFormat = size_of(layout::kVideoFormat);
 constexpr int kDeepest = 3;  // a chunk of a stream list
 
-// What is read here only tells the reader's refusal in more words; it decides nothing.
-std::uint32_t u32_at(const InputFile &file, std::int64_t pos) {
-    unsigned char bytes[4]{};
-    file.read(bytes, sizeof bytes, pos);
-    return avi_get_u32le(bytes);
-}
-
-FourCC fourcc_at(const InputFile &file, std::int64_t pos) {
-    return {u32_at(file, pos)};
-}
+// What is read of the file here only tells the reader's refusal in more words; it decides nothing.
 
 bool is_at(const InputFile &file, std::int64_t pos, const char *id) {
     return avi_fourcc_equal(fourcc_at(file, pos), avi_fourcc_from_string(id));

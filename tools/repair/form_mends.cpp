@@ -27,8 +27,8 @@ std::int64_t before_next_form(const InputFile &file, std::int64_t pos) {
 
 std::vector<Edit> FrontMend::edits(const Seen &seen) {
     const std::string front = bytes_of(seen.file, 0, kLongestFront);
-    if (front.size() < 12 || avi_fourcc_equal({u32_of(seen.file, 0)}, kRiff) ||
-        avi_fourcc_equal({u32_of(seen.file, 0)}, kMrif)) {
+    if (front.size() < 12 || avi_fourcc_equal(fourcc_at(seen.file, 0), kRiff) ||
+        avi_fourcc_equal(fourcc_at(seen.file, 0), kMrif)) {
         return {};
     }
     for (std::size_t at = 1; at + 12 <= front.size(); ++at) {

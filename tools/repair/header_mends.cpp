@@ -123,7 +123,7 @@ std::vector<Edit> renamed(const InputFile &file, const Family &family) {
     if (header) {
         return {name_edit(first.pos, "avih", "no_main_header", "the name of the main header")};
     }
-    if (!is_stream_type({u32_of(file, first.payload())})) return {};
+    if (!is_stream_type(fourcc_at(file, first.payload()))) return {};
     return {name_edit(first.pos, "strh", "bad_stream_header", "the name of a stream header")};
 }
 
@@ -247,7 +247,7 @@ namespace {
 // agree, so that the data stay as long as they are; else the format is.
 std::vector<Edit> format_edits(const InputFile &file, const Chunk &format) {
     if (!is_whole(format) || format.declared < kVideoFormat) return {};
-    const std::uint32_t own = u32_of(file, format.payload());
+    const std::uint32_t own = u32_at(file, format.payload());
     if (own == format.declared) return {};
     const bool counts_pad = own >= kVideoFormat && own % 2 == 1 && own + 1 == format.declared &&
                             bytes_of(file, format.end() - 1, 1)[0] == '\0';
@@ -270,7 +270,7 @@ std::vector<Edit> name_edits(const InputFile &file, const Chunk &name, std::int6
 std::vector<Edit> stream_list_edits(const InputFile &file, const Family &family) {
     std::vector<Edit> edits;
     if (!begins_with(family, "strh")) return edits;
-    const bool video = avi_fourcc_equal({u32_of(file, family.children[0].payload())}, kVids);
+    const bool video = avi_fourcc_equal(fourcc_at(file, family.children[0].payload()), kVids);
     for (std::size_t i = 1; i < family.children.size(); ++i) {
         const Chunk &chunk = family.children[i];
         if (video && i == 1 && is_chunk(chunk, "strf")) append(edits, format_edits(file, chunk));

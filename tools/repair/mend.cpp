@@ -29,12 +29,6 @@ std::string bytes_of(const InputFile &file, std::int64_t pos, std::size_t count)
     return bytes;
 }
 
-std::uint32_t u32_of(const InputFile &file, std::int64_t pos) {
-    unsigned char bytes[4]{};
-    file.read(bytes, sizeof bytes, pos);
-    return avi_get_u32le(bytes);
-}
-
 Edit word_edit(std::int64_t pos, std::uint32_t value, std::string_view rule, std::string what) {
     return {pos, 4, u32_bytes(value), rule, std::move(what)};
 }

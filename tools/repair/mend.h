@@ -39,7 +39,6 @@ inline constexpr std::size_t kMostAtOnce = 1000;
 [[nodiscard]] std::string u32_bytes(std::uint32_t value);
 [[nodiscard]] std::string fourcc_bytes(FourCC fourcc);
 [[nodiscard]] std::string bytes_of(const InputFile &file, std::int64_t pos, std::size_t count);
-[[nodiscard]] std::uint32_t u32_of(const InputFile &file, std::int64_t pos);
 
 // ---- edits
 

@@ -32,8 +32,8 @@ void SizeMend::leave(const Chunk &list, Parents parents) {
 bool SizeMend::swallows_a_list(const Chunk &chunk) const {
     const std::int64_t end = chunk.payload() + kMainHeader;
     return is_chunk(chunk, "avih") && chunk.held > kMainHeader &&
-           avi_fourcc_equal({u32_of(file_, end)}, kList) &&
-           avi_fourcc_equal({u32_of(file_, end + kChunkHeaderSize)}, kStrl);
+           avi_fourcc_equal(fourcc_at(file_, end), kList) &&
+           avi_fourcc_equal(fourcc_at(file_, end + kChunkHeaderSize), kStrl);
 }
 
 void SizeMend::visit(const Chunk &chunk, Parents parents) {

@@ -73,7 +73,7 @@ void SuperIndexMend::add_standard(const Chunk &chunk, Parents parents) {
         if (is_list(parent, "movi")) list = &parent;
     }
     check_standard(chunk, *list, media);
-    standards.push_back({chunk.pos, chunk.declared, u32_of(file_, chunk.payload() + 4)});
+    standards.push_back({chunk.pos, chunk.declared, u32_at(file_, chunk.payload() + 4)});
     kept_ -= media.size();
     ++kept_;
     media.clear();
