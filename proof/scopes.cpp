@@ -95,6 +95,34 @@ Words some_chunks(std::initializer_list<std::string_view> ids) {
 
 // ---- sentences: every sequence of up to so many words of a vocabulary, between fixed words
 
+// Every sequence of up to so many of some symbols, the shorter ones first.
+class Sequences {
+public:
+    Sequences(std::size_t symbols, int most) : symbols_(symbols), most_(most) {}
+
+    [[nodiscard]] std::uint64_t count() const {
+        std::uint64_t sum = 0;
+        std::uint64_t of_length = 1;
+        for (int length = 0; length <= most_; ++length, of_length *= symbols_) sum += of_length;
+        return sum;
+    }
+
+    // Gives each symbol of sequence number `index`.
+    template <typename Use>
+    void spell(std::uint64_t index, Use use) const {
+        std::uint64_t of_length = 1;
+        int length = 0;
+        for (; index >= of_length; ++length, of_length *= symbols_) index -= of_length;
+        for (; length > 0; --length, index /= symbols_) {
+            use(static_cast<std::size_t>(index % symbols_));
+        }
+    }
+
+private:
+    std::size_t symbols_;
+    int most_;
+};
+
 class Sentences : public Scope {
 public:
     struct Form {
@@ -104,50 +132,36 @@ public:
         Words after;
         unsigned cuts = 1;  // cut short by 0 bytes, by 1, ...
     };
-    Sentences(std::string name, Form form) : Scope(std::move(name)), form_(std::move(form)) {}
+    Sentences(std::string name, Form form)
+        : Scope(std::move(name)),
+          form_(std::move(form)),
+          sequences_(form_.vocabulary.size(), form_.most) {}
 
-    [[nodiscard]] std::uint64_t count() const override {
-        std::uint64_t sum = 0;
-        for (int length = 0; length <= form_.most; ++length) sum += of_length(length);
-        return sum * form_.cuts;
-    }
+    [[nodiscard]] std::uint64_t count() const override { return sequences_.count() * form_.cuts; }
 
     void write(std::uint64_t index, std::vector<std::uint8_t> &file,
                std::vector<Step> &) const override {
         const std::uint64_t cut = index % form_.cuts;
-        index /= form_.cuts;
-        int length = 0;
-        for (; index >= of_length(length); ++length) index -= of_length(length);
-        Writer writer{file, {}, {}};
+        Writer writer(file);
         for (const Word &word : form_.before) writer.add(word);
-        for (; length > 0; --length, index /= form_.vocabulary.size()) {
-            writer.add(form_.vocabulary[index % form_.vocabulary.size()]);
-        }
+        sequences_.spell(index / form_.cuts,
+                         [&](std::size_t word) { writer.add(form_.vocabulary[word]); });
         for (const Word &word : form_.after) writer.add(word);
         writer.close_all();
         file.resize(file.size() - std::min<std::size_t>(cut, file.size()));
     }
 
 private:
-    [[nodiscard]] std::uint64_t of_length(int length) const {
-        std::uint64_t count = 1;
-        for (; length > 0; --length) count *= form_.vocabulary.size();
-        return count;
-    }
-
     struct Writer {
         struct Open {
             std::size_t at;
             Size size;
         };
         std::vector<std::uint8_t> &file;
-        std::array<Open, 24> open;
+        std::array<Open, 24> open{};
         std::size_t opened = 0;
 
-        Writer(std::vector<std::uint8_t> &to, std::array<Open, 24> none, std::size_t zero)
-            : file(to), open(none), opened(zero) {
-            file.clear();
-        }
+        explicit Writer(std::vector<std::uint8_t> &to) : file(to) { file.clear(); }
         void add(const Word &word) {
             if (word.kind == Word::Kind::closing) {
                 close();
@@ -172,6 +186,7 @@ private:
     };
 
     Form form_;
+    Sequences sequences_;
 };
 
 using avi_builder::avih;
@@ -514,22 +529,14 @@ public:
         steps_.push_back({Step::Kind::seek, 0, -1});
     }
     [[nodiscard]] std::uint64_t count() const override {
-        std::uint64_t sum = 0;
-        std::uint64_t of_length = 1;
-        for (int length = 0; length <= most_; ++length, of_length *= steps_.size()) {
-            sum += of_length;
-        }
-        return sum;
+        return Sequences(steps_.size(), most_).count();
     }
     void write(std::uint64_t index, std::vector<std::uint8_t> &file,
                std::vector<Step> &steps) const override {
         file.assign(film_.begin(), film_.end());
-        std::uint64_t of_length = 1;
-        int length = 0;
-        for (; index >= of_length; ++length, of_length *= steps_.size()) index -= of_length;
-        for (; length > 0; --length, index /= steps_.size()) {
-            steps.push_back(steps_[index % steps_.size()]);
-        }
+        Sequences(steps_.size(), most_).spell(index, [&](std::size_t step) {
+            steps.push_back(steps_[step]);
+        });
     }
 
 private:
