@@ -75,6 +75,12 @@ void _debug_message(int line, const char *file, unsigned int category, unsigned 
 
 namespace {
 
+const void *reader_of(const SvcFileHandle *handle) {
+    const void *reader = nullptr;  // which comes first in a handle
+    std::memcpy(&reader, handle, sizeof reader);
+    return reader;
+}
+
 std::string messages_difference(const second::Player &player, const SvcFileHandle *handle) {
     const auto expected = player.messages();
     const std::size_t count = heard_count;
@@ -82,8 +88,7 @@ std::string messages_difference(const second::Player &player, const SvcFileHandl
     if (count != expected.size()) {
         return std::to_string(count) + " messages, not " + std::to_string(expected.size());
     }
-    const void *reader = nullptr;  // the reader comes first in a handle
-    if (handle != nullptr) std::memcpy(&reader, handle, sizeof reader);
+    const void *const reader = handle != nullptr ? reader_of(handle) : nullptr;
     for (std::size_t i = 0; i < count; ++i) {
         const Heard &message = heard[i];
         const second::Message &other = expected[i];
@@ -150,8 +155,7 @@ std::string play(SvcFileHandle *handle, second::Player &player, std::span<const 
 
 std::string close_difference(SvcFileHandle *handle, second::Player &player) {
     const void *const address = handle;
-    const void *reader = nullptr;
-    std::memcpy(&reader, handle, sizeof reader);
+    const void *const reader = reader_of(handle);
     const std::int32_t result = drm_svc_sorn_close_file(handle);
     if (result != player.close()) return "a close's result";
     if (heard_count > 0 && (heard[0].handle != address || heard[0].reader != reader)) {
