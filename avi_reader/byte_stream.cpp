@@ -153,12 +153,16 @@ AviStatus avi_skip_bytes(std::uint32_t count, AviStream &stream) {
     return skipped == count ? kAviOk : kAviFailed;
 }
 
+// No field of a layout lies in two of these.
+constexpr std::size_t kWord = sizeof(std::uint32_t);
+
 std::size_t avi_read_layout(unsigned char *bytes, std::size_t count, AviStream &stream) {
     const std::size_t got = read_measured(stream, bytes, count);
     if (got == count) return got;
-    std::memset(bytes + got, 0, count - got);
-    avi_read_failure(stream);
-    return got;
+    const bool lost = avi_read_failure(stream) == kAviUnreadable;
+    const std::size_t there = lost ? got & ~(kWord - 1) : got;
+    std::memset(bytes + there, 0, count - there);
+    return there;
 }
 
 AviStatus avi_read_u8(std::uint8_t &value, AviStream &stream) {

@@ -81,8 +81,9 @@ AviStatus avi_read_bytes(unsigned char *destination, std::uint32_t count, AviStr
 // Leaves the stream as avi_read_bytes would, without touching the bytes.
 AviStatus avi_skip_bytes(std::uint32_t count, AviStream &stream);
 
-// Each reads one integer. Only a read that delivers no byte at all fails, and then leaves the
-// destination alone: a value that the end of the file cuts short is completed with zero bytes.
+// Each reads one integer, or fails and leaves the destination alone: when the file has no byte for
+// it, or one that cannot be read. A value that the end of the file cuts short is completed with
+// zero bytes.
 AviStatus avi_read_u8(std::uint8_t &value, AviStream &stream);
 AviStatus avi_read_u16le(std::uint16_t &value, AviStream &stream);
 AviStatus avi_read_u32le(std::uint32_t &value, AviStream &stream);
@@ -99,7 +100,8 @@ struct AviLook {
 // Looks at the chunk at the position, which stays.
 [[nodiscard]] AviLook avi_look(AviStream &stream);
 
-// Reads `count` bytes and zeroes those that there are not. Returns how many there are.
+// Reads `count` bytes and zeroes those that there are not. Returns how many there are. A byte that
+// cannot be read takes the others of its word with it, so that no value is made of what is left.
 [[nodiscard]] std::size_t avi_read_layout(unsigned char *bytes, std::size_t count,
                                           AviStream &stream);
 
@@ -138,8 +140,8 @@ template <typename Element, std::size_t Count>
     for (Element &element : field) avi_take(element, layout);
 }
 
-// Reads a layout at once, each field by the width of its type. Fails when there is no byte left for
-// a field, which then keeps its value, as do those behind it.
+// Reads a layout at once, each field by the width of its type, as the readers of one integer would.
+// Fails when a field does; that one and those behind it keep their values.
 template <typename... Fields>
 AviStatus avi_read_fields(AviStream &stream, Fields &...fields) {
     alignas(std::uint32_t) unsigned char bytes[(sizeof(Fields) + ...)];

@@ -125,9 +125,9 @@ bool positions_are_kept(const AviReaderState &record, const AviReaderState &whol
            same_bytes(&record.main_header, &whole.main_header, sizeof record.main_header);
 }
 
-void check_lacks_only_memory(Verdict &verdict, const AviReaderState &record,
-                             const AviReaderState &whole) {
-    verdict.require(positions_are_kept(record, whole), "positions and headers need no memory");
+// Whatever failed: a film whose streams cannot be told is refused.
+void check_streams(Verdict &verdict, const AviReaderState &record, const AviReaderState &whole) {
+    verdict.require(record.movi_pos == whole.movi_pos, "the media are found");
     verdict.require(record.stream_count == whole.stream_count, "every stream is counted");
     for (std::size_t i = 0; i < static_cast<std::size_t>(record.stream_count); ++i) {
         verdict.require(kept_or_lost(record.streams[i], whole.streams[i]),
@@ -137,6 +137,11 @@ void check_lacks_only_memory(Verdict &verdict, const AviReaderState &record,
                         rows_are_kept(record.bitmap_subtitle, whole.bitmap_subtitle) &&
                         rows_are_kept(record.audio, whole.audio),
                     "a row lacks no more than its name and stream data");
+}
+
+void check_lacks_only_memory(Verdict &verdict, const AviReaderState &record,
+                             const AviReaderState &whole) {
+    verdict.require(positions_are_kept(record, whole), "positions and headers need no memory");
     verdict.require(super_indexes_are_kept_or_lost(record, whole), "a super index is right");
     verdict.require(kept_or_lost(record.data_blob, whole.data_blob, 0) &&
                         kept_or_lost(record.menu_blob, whole.menu_blob, 8) &&
@@ -184,6 +189,7 @@ void open_record(Verdict &verdict, ControlledLibc &libc, const Film &,
     const auto owns = [&](const void *p, std::uint64_t size) { return libc.owns(p, size); };
     const std::string broken = broken_rule(*record, owns);
     verdict.require(broken.empty(), broken);
+    check_streams(verdict, *record, whole);
     if (!reading_failed(libc)) check_lacks_only_memory(verdict, *record, whole);
     aviin_close(record);
 }

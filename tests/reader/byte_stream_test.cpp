@@ -311,6 +311,18 @@ TEST(ReadU32, IsCompletedWithZerosWhenTheFileHoldsFewerBytes) {
     }
 }
 
+TEST(ReadU32, FailsForAByteThatCannotBeReadAndLeavesTheDestinationAlone) {
+    for (const std::int64_t damage : {4, 5, 6, 7}) {
+        HalfOpen file("abcdefgh");
+        file.libc().damage(damage);
+        file.move_to(4);
+        std::uint32_t value = 0x12345678;
+        EXPECT_EQ(avi_read_u32le(value, file.stream()), kAviUnreadable) << damage;
+        EXPECT_EQ(value, 0x12345678U) << damage;
+        EXPECT_EQ(file.position(), damage);
+    }
+}
+
 TEST(ReadU32, FailsAtTheEndAndLeavesTheDestinationAlone) {
     HalfOpen file("abcd");
     for (const std::int64_t position : {4, 5, 1000}) {
@@ -362,6 +374,19 @@ TEST(ReadFields, FailsWhenAnyFieldDoes) {
     std::uint32_t first, second, third;
     EXPECT_EQ(avi_read_fields(file.stream(), first, second, third), kAviOk);
     EXPECT_EQ(third, static_cast<std::uint32_t>('i'));
+}
+
+TEST(ReadFields, KeepsWhatLiesInFrontOfTheWordThatCannotBeRead) {
+    for (const std::int64_t damage : {4, 5, 6, 7}) {
+        HalfOpen file(u32(1) + u16(2) + u16(3) + u32(4));
+        file.libc().damage(damage);
+        std::uint32_t first = 7, last = 7;
+        std::uint16_t pair[2] = {7, 7};
+        EXPECT_EQ(avi_read_fields(file.stream(), first, pair, last), kAviUnreadable) << damage;
+        EXPECT_EQ(first, 1U) << damage;
+        EXPECT_THAT(pair, testing::ElementsAre(7, 7)) << damage;
+        EXPECT_EQ(last, 7U) << damage;
+    }
 }
 
 TEST(ReadFields, FailsWhenAnElementOfAnArrayDoes) {

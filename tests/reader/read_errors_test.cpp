@@ -2,6 +2,8 @@
 // the file; whoever steps over them does not meet them.
 #include <gmock/gmock.h>
 
+#include <cstring>
+
 #include "tests/support/parsed_list.h"
 #include "tests/support/record_checks.h"
 
@@ -18,7 +20,7 @@ ParsedList parse(const Bytes &chunks, std::int64_t damage) {
 }
 
 TEST(DamagedStreamHeader, RefusesTheList) {
-    for (std::int64_t byte = 0; byte < kFormat - 1; ++byte) {
+    for (std::int64_t byte = 0; byte < kFormat; ++byte) {
         EXPECT_TRUE(parse(audio_head(), byte).refused()) << byte;
     }
 }
@@ -48,7 +50,7 @@ TEST(DamagedFormat, OfAVideoStreamRefusesTheList) {
 
 // Its values are stepped over at first, to get at the name behind them.
 TEST(DamagedFormat, OfATextStreamRefusesTheListOnceItIsRead) {
-    for (const std::int64_t byte : {0, 1, 2, 3, 4, 8, 9, 10, 11, 12, 13, 14}) {
+    for (const std::int64_t byte : {0, 1, 2, 3, 4, 8, 9, 10, 11, 12, 13, 14, 15}) {
         EXPECT_TRUE(parse(text_head() + strn("Subtitle"), kFormat + byte).refused()) << byte;
     }
     for (std::int64_t byte = 8; byte < 16; ++byte) {
@@ -214,7 +216,7 @@ TEST(DamagedHeader, EndsTheWalkOfAnExtensionList) {
                                  chunk("MTDA", "behind the damage"));
     const Bytes menus = menu_list(chunk("MENU", "kept"), chunk("JUNK", filler(8)),
                                   chunk("MENU", "behind the damage"));
-    for (std::int64_t byte = 0; byte <= 4; ++byte) {
+    for (std::int64_t byte = 0; byte < 8; ++byte) {
         const std::int64_t second = 12 + 12 + 12 + byte;
         const DamagedFile file(riff("AVI ", data, menus, kHeaders, kMedia),
                                {second, second + length(data)});
@@ -231,7 +233,7 @@ TEST(DamagedHeader, OfAMenuFormsChunkEndsTheWalkOverTheForm) {
     const Bytes plain = riff("AVI ", kHeaders, kMedia);
     const Bytes content = plain + menu_form(unpadded("MENU", "kept"), unpadded("MENU", "lost")) +
                           riff("AVIX", kMedia);
-    for (std::int64_t byte = 0; byte <= 4; ++byte) {
+    for (std::int64_t byte = 0; byte < 8; ++byte) {
         const DamagedFile file(content, {length(plain) + 24 + 12 + byte});
         ASSERT_TRUE(file.opened()) << byte;
         EXPECT_EQ(menu_bytes(file->form_menu_blob), unpadded("MENU", "kept")) << byte;
@@ -242,7 +244,8 @@ TEST(DamagedHeader, OfAMenuFormsChunkEndsTheWalkOverTheForm) {
 TEST(DamagedHeader, InFrontOfTheMediaRefusesTheFile) {
     const Bytes content = riff("AVI ", kHeaders, chunk("JUNK", filler(20)), kMedia);
     const std::int64_t junk = 12 + length(kHeaders);
-    for (const std::int64_t byte : {junk, junk + 1, junk + 4, junk + 28, junk + 32, junk + 36}) {
+    for (const std::int64_t byte : {junk, junk + 1, junk + 4, junk + 7, junk + 28, junk + 32,
+                                    junk + 35, junk + 36, junk + 39}) {
         const DamagedFile file(content, {byte});
         ASSERT_FALSE(file.opened()) << byte;
         EXPECT_EQ(file.refusal().reason, AviReason::cannot_read) << byte;
@@ -256,7 +259,7 @@ TEST(DamagedHeader, BehindTheMediaHidesTheIndexOnly) {
         riff("AVI ", kHeaders, kMedia, chunk("JUNK", filler(20)), chunk("idx1", filler(16)));
     const DamagedFile whole(content, {});
     EXPECT_EQ(whole->index_pos, length(before) + 28);
-    for (const std::int64_t byte : {0, 4, 28, 32}) {
+    for (const std::int64_t byte : {0, 4, 7, 28, 32, 35}) {
         const DamagedFile file(content, {length(before) + byte});
         ASSERT_TRUE(file.opened()) << byte;
         EXPECT_EQ(file->index_pos, 0) << byte;
@@ -266,7 +269,7 @@ TEST(DamagedHeader, BehindTheMediaHidesTheIndexOnly) {
 TEST(DamagedTopLevel, RefusesTheFileForAnIdOrASize) {
     const Bytes plain = riff("AVI ", kHeaders, kMedia);
     const Bytes content = plain + unpadded("JUNK", filler(8)) + riff("AVIX", kMedia);
-    for (const std::int64_t byte : {0, 1, 4, 16}) {
+    for (const std::int64_t byte : {0, 1, 4, 7, 16, 19}) {
         const DamagedFile file(content, {length(plain) + byte});
         ASSERT_FALSE(file.opened()) << byte;
         EXPECT_EQ(file.refusal().reason, AviReason::cannot_read) << byte;
@@ -278,9 +281,11 @@ TEST(DamagedTopLevel, RefusesTheFileForAnIdOrASize) {
 TEST(DamagedTopLevel, CountsAFormWhoseSizeCannotBeRead) {
     const Bytes plain = riff("AVI ", kHeaders, kMedia);
     const Bytes later = "RIFF" + u32(0) + "JUNK" + u32(0) + riff("AVIX", kMedia);
-    const DamagedFile file(plain + later, {length(plain) + 4});
-    ASSERT_TRUE(file.opened());
-    EXPECT_EQ(file->form_count, 3U);
+    for (const std::int64_t byte : {4, 5, 6, 7}) {
+        const DamagedFile file(plain + later, {length(plain) + byte});
+        ASSERT_TRUE(file.opened());
+        EXPECT_EQ(file->form_count, 3U);
+    }
 }
 
 TEST(DamagedTopLevel, IsNotMetFromALaterFormsTypeToTheTypeOfItsFirstList) {
@@ -322,11 +327,12 @@ TEST(DamagedHeaderList, TellsTheByteThatCannotBeRead) {
         return static_cast<std::int64_t>(content.find(id)) + offset;
     };
     for (const std::int64_t byte :
-         {at("RIFF", 0),  at("AVI ", 0),  at("hdrl", -8), at("hdrl", -4), at("hdrl", 0),
-          at("avih", 0),  at("avih", 4),  at("strl", -8), at("strl", -4), at("strl", 0),
-          at("strh", 0),  at("strh", 4),  at("strh", 20), at("strf", 0),  at("strf", 4),
-          at("strf", 20), at("strd", 0),  at("strd", 8),  at("strd", 16), at("strn", 0),
-          at("strn", 8),  at("strn", 12), at("movi", -8), at("movi", 0)}) {
+         {at("RIFF", 0),  at("AVI ", 0), at("hdrl", -8), at("hdrl", -4), at("hdrl", 0),
+          at("avih", 0),  at("avih", 4), at("strl", -8), at("strl", -4), at("strl", 0),
+          at("strl", 1),  at("strl", 3), at("strh", 0),  at("strh", 4),  at("strh", 20),
+          at("strf", 0),  at("strf", 4), at("strf", 20), at("strd", 0),  at("strd", 8),
+          at("strd", 16), at("strn", 0), at("strn", 8),  at("strn", 12), at("movi", -8),
+          at("movi", 0)}) {
         const DamagedFile file(content, {byte});
         ASSERT_FALSE(file.opened()) << byte;
         EXPECT_EQ(file.refusal().reason, AviReason::cannot_read) << byte;
@@ -361,6 +367,31 @@ TEST(DamagedByte, OfASizeEndsTheWalk) {
         EXPECT_EQ(id.value, avi_fourcc_from_string("JUNK").value) << byte;
         EXPECT_FALSE(avi_walk(*reader->chunk_top, id)) << byte;
     }
+}
+
+// A read may fail once and do better the next time; what was lost by then stays lost.
+TEST(FailedRead, RefusesTheFileOrLosesNothingOfAnAudioFormat) {
+    const Bytes content =
+        file_with(audio_stream({.format = {.extra_size = 4, .extra = "more"}}), room());
+    const AviReader whole = open_bytes(content);
+    ASSERT_NE(whole, nullptr);
+    const AviWaveFormat &format = whole->audio.rows[0].format;
+    int refused = 0;
+    for (std::uint64_t nth = 1;; ++nth) {
+        ControlledLibc libc(content);
+        libc.use_no_buffer();
+        libc.fail({.call = Call::read, .nth = nth});
+        AviRefusal refusal{};
+        const AviReader reader(aviin_open("any", 0, &refusal));
+        if (!libc.any_failed()) break;
+        if (reader != nullptr) {
+            EXPECT_EQ(std::memcmp(&reader->audio.rows[0].format, &format, sizeof format), 0) << nth;
+        } else {
+            EXPECT_EQ(refusal.reason, AviReason::cannot_read) << nth;
+            ++refused;
+        }
+    }
+    EXPECT_GT(refused, 100);
 }
 
 TEST(DamagedMedia, IsNotMet) {
