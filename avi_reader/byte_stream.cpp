@@ -188,7 +188,7 @@ AviLook avi_look(AviStream &stream) {
     const bool whole = count == sizeof bytes;
     // More is looked at than may be wanted, so nothing is lacking yet.
     const AviStatus missing = whole ? kAviOk : why_nothing_is_there(stream);
-    if (whole) remember(stream, bytes, count);  // a size cut short is not to be met again
+    if (whole) remember(stream, bytes, sizeof bytes);
     avi_file_go(stream, pos);
     return {{avi_get_u32le(bytes)}, avi_get_u32le(bytes + 4), count, missing};
 }

@@ -28,7 +28,7 @@ FourCC avi_chunk_next(ChunkNode &node) {
     const AviLook look = avi_look(*node.stream);
     // No byte of the size, or no more than a part of it where the file goes on.
     const bool cut_short = look.count < kChunkHeaderSize && look.missing == kAviUnreadable;
-    if (look.count <= sizeof look.id || cut_short) node.error |= look.missing;
+    if (look.count <= sizeof look.id || cut_short) node.error = look.missing;
     const std::uint32_t step = look.size + (look.size & 1);  // the largest size wraps to 0
     node.cursor += kChunkHeaderSize + std::int64_t{step};
     return look.id;

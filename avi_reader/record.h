@@ -126,7 +126,7 @@ struct AviTable {
         std::uint32_t number;
     };
     [[nodiscard]] NewRow add_row() {
-        if (count >= kAviMaxTracks) return {nullptr, 0};
+        if (count >= kAviMaxTracks) return {};
         const std::int32_t number = count++;
         return {&rows[number], static_cast<std::uint32_t>(number)};
     }

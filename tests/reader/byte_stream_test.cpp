@@ -4,6 +4,8 @@
 #include <cstring>
 #include <filesystem>
 #include <limits>
+#include <ostream>
+#include <utility>
 
 #include "tests/support/half_open.h"
 
@@ -105,6 +107,13 @@ TEST(FileSeek, GoesPastTheEnd) {
     EXPECT_EQ(file.position(), 13);
 }
 
+TEST(FileSeek, FindsTheEndOfAnEmptyFile) {
+    HalfOpen file("");
+    file.move_to(4);
+    EXPECT_EQ(avi_file_seek(file.stream(), 0, SEEK_END), kAviOk);
+    EXPECT_EQ(file.position(), 0);
+}
+
 TEST(FileSeek, HasPositionsOf64Bits) {
     HalfOpen file("0123456789");
     EXPECT_EQ(avi_file_seek(file.stream(), 0x123456789, SEEK_SET), kAviOk);
@@ -183,6 +192,25 @@ TEST(FileRead, DeliversNothingAtOrPastTheEnd) {
     }
 }
 
+// The way forward ends at a byte that cannot be read, and the seek that would do instead fails.
+TEST(FileRead, FindsItsPlaceAgainAfterAWayThatFailed) {
+    const Bytes content = filler(300);
+    ControlledLibc libc(content);
+    libc.use_no_buffer();
+    AviStream stream = avi_file_open("in memory");
+    char bytes[4] = {};
+    EXPECT_EQ(avi_file_read(stream, bytes, 4), 4U);
+    libc.damage(50);
+    libc.fail({.call = Call::seek, .nth = libc.calls(Call::seek) + 1});
+    avi_file_go(stream, 100);
+    EXPECT_EQ(avi_file_read(stream, bytes, 4), 0U);
+    EXPECT_EQ(avi_file_tell(stream), 100);
+    libc.repair();
+    EXPECT_EQ(avi_file_read(stream, bytes, 4), 4U);
+    EXPECT_EQ(bytes_at(bytes, 4), content.substr(100, 4));
+    avi_file_close(stream);
+}
+
 TEST(ReadBytes, PastTheEndFailsUnlessNoneAreWanted) {
     HalfOpen file("0123456789");
     unsigned char byte = '?';
@@ -225,6 +253,127 @@ TEST(Look, AtAHeaderThatTheFileCutsShortIsTheSameEveryTime) {
     }
 }
 
+// ---- what is asked of the system
+
+struct Asked {
+    std::uint64_t bytes, seeks;
+    bool operator==(const Asked &) const = default;
+};
+
+void PrintTo(const Asked &asked, std::ostream *out) {
+    *out << asked.bytes << " bytes and " << asked.seeks << " seeks";
+}
+
+constexpr Asked kNothing{};
+
+// A stream of a file that is not read ahead, so that whatever is asked for reaches it.
+class StreamCost : public testing::Test {
+protected:
+    StreamCost() {
+        libc_.use_no_buffer();
+        stream_ = avi_file_open("in memory");
+    }
+    ~StreamCost() override { avi_file_close(stream_); }
+    StreamCost(const StreamCost &) = delete;
+    StreamCost &operator=(const StreamCost &) = delete;
+
+    AviStream &stream() { return stream_; }
+    void read(std::size_t count) {
+        Bytes bytes(count, '\0');
+        EXPECT_EQ(avi_file_read(stream_, bytes.data(), count), count);
+    }
+    void read_at(std::int64_t position, std::size_t count) {
+        avi_file_go(stream_, position);
+        read(count);
+    }
+    // By what was done since this was last asked.
+    Asked asked() {
+        const Asked before = std::exchange(all_, {libc_.bytes_read(), libc_.calls(Call::seek)});
+        return {all_.bytes - before.bytes, all_.seeks - before.seeks};
+    }
+
+private:
+    const Bytes content_ = filler(2000);
+    ControlledLibc libc_{content_};
+    AviStream stream_{};
+    Asked all_{};
+};
+
+TEST_F(StreamCost, OfAReadThatGoesOnIsTheReadAlone) {
+    read(100);
+    asked();
+    read(100);
+    EXPECT_EQ(asked(), (Asked{100, 0}));
+}
+
+TEST_F(StreamCost, OfAShortWayForwardIsARead) {
+    for (const std::int64_t gap : {1, 10, 512}) {
+        read_at(0, 0);
+        asked();
+        read_at(gap, 4);
+        EXPECT_EQ(asked(), (Asked{static_cast<std::uint64_t>(gap) + 4, 0})) << gap;
+    }
+}
+
+TEST_F(StreamCost, OfALongWayOrBackwardsIsASeek) {
+    for (const std::int64_t gap : {513, 1000, -1, -104}) {
+        read_at(100, 4);
+        asked();
+        read_at(104 + gap, 4);
+        EXPECT_EQ(asked(), (Asked{4, 1})) << gap;
+    }
+}
+
+TEST_F(StreamCost, OfASecondLookIsNothing) {
+    avi_file_go(stream(), 50);
+    static_cast<void>(avi_look(stream()));
+    asked();
+    static_cast<void>(avi_look(stream()));
+    EXPECT_EQ(asked(), kNothing);
+}
+
+TEST_F(StreamCost, OfWhatWasLookedAtIsNothing) {
+    for (std::uint32_t count = 1; count <= 12; ++count) {
+        avi_file_go(stream(), 50);
+        static_cast<void>(avi_look(stream()));
+        asked();
+        Bytes bytes(count, '\0');
+        auto *const to = reinterpret_cast<unsigned char *>(bytes.data());
+        EXPECT_EQ(avi_read_bytes(to, count, stream()), kAviOk);
+        EXPECT_EQ(asked(), kNothing) << count;
+        EXPECT_EQ(avi_read_bytes(to, 1, stream()), kAviOk);
+        EXPECT_EQ(asked(), count < 12 ? kNothing : (Asked{1, 0})) << count;
+    }
+}
+
+TEST_F(StreamCost, OfWhatWasLookedAtInPartIsTheRest) {
+    avi_file_go(stream(), 50);
+    static_cast<void>(avi_look(stream()));
+    asked();
+    unsigned char bytes[20];
+    EXPECT_EQ(avi_read_bytes(bytes, 20, stream()), kAviOk);
+    EXPECT_EQ(asked(), (Asked{8, 0}));
+}
+
+TEST_F(StreamCost, OfALookBackIsNothingBehindWhatWasRead) {
+    for (const std::size_t piece : {1U, 2U, 3U, 4U, 7U, 8U, 9U, 11U, 12U, 13U, 100U}) {
+        avi_file_go(stream(), 0);
+        for (std::size_t there = 0; there < 8; there += piece) read(piece);
+        asked();
+        static_cast<void>(avi_look_back(stream()));
+        EXPECT_EQ(asked(), kNothing) << piece;
+    }
+}
+
+TEST_F(StreamCost, OfALookBackAnywhereElseIsTheHeader) {
+    read(7);
+    read_at(500, 3);
+    read_at(100, 5);
+    asked();
+    static_cast<void>(avi_look_back(stream()));
+    EXPECT_EQ(asked(), (Asked{8, 1}));
+}
+
 // ---- the look back
 
 TEST(LookBack, TellsTheHeaderBeforeThePosition) {
@@ -262,7 +411,9 @@ TEST(LookBack, IsTheSameBehindReadsOfAnyLength) {
             EXPECT_EQ(avi_file_read(file.stream(), bytes, piece), piece);
             EXPECT_EQ(bytes_at(bytes, piece),
                       content.substr(static_cast<std::size_t>(position), piece));
+            EXPECT_EQ(avi_look_back(file.stream()).id.value, expected(file.position())) << piece;
         }
+        EXPECT_FALSE(file.stream().lacks_bytes);
     }
 }
 

@@ -138,6 +138,9 @@ TEST(DataList, LeavesTheStreamWhereTheFullWalkWouldAtTheEndOfTheFile) {
     HalfOpen further(form_with(list_claiming(1007, "QRDT" + chunk("JUNK", "ab"))));
     load_data(further);
     EXPECT_EQ(further.position(), 1026);
+    HalfOpen one_byte(form_with(list_claiming(31, "QRDT" + chunk("JUNK", "ab"))));
+    load_data(one_byte);
+    EXPECT_EQ(one_byte.position(), 50) << "42 is one byte short of the end";
     HalfOpen beyond(form_with(list_claiming(1000, "QRDT" + claiming("JUNK", 5000, "ab"))));
     load_data(beyond);
     EXPECT_EQ(beyond.position(), 24 + 8 + 5000) << "the last step alone passes the end";

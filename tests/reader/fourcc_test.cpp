@@ -122,7 +122,7 @@ INSTANTIATE_TEST_SUITE_P(WholeId, ChunkKindOf,
                                          KindCase{"RES0", 0, 0}, KindCase{"RES4", 0, 0},
                                          KindCase{"junk", 0, 0}, KindCase{"JUNk", 0, 0},
                                          KindCase{"res2", 0, 0}, KindCase{"RXS1", 0, 0},
-                                         KindCase{"REX1", 0, 0}),
+                                         KindCase{"REX1", 0, 0}, KindCase{"SES1", 0, 0}),
                          name_of_case);
 
 // The first two characters are no part of the test, and case counts.
@@ -134,16 +134,15 @@ INSTANTIATE_TEST_SUITE_P(AnyStreamNumber, ChunkKindOf,
                          name_of_case);
 
 // A code's first letter with a wrong second one: only after 'd' is the search over at once.
-INSTANTIATE_TEST_SUITE_P(HalfACode, ChunkKindOf,
-                         testing::Values(KindCase{"wbdx", 0, 0}, KindCase{"dcdX", 0, 0},
-                                         KindCase{"wb\0\0"s, 0, 1}, KindCase{"wbwx", 0, 1},
-                                         KindCase{"wbsx", 0, 1}, KindCase{"wbcx", 0, 1},
-                                         KindCase{"wbid", 0, 1}, KindCase{"00dx", 0, 0},
-                                         KindCase{"dx00", 0, 0}, KindCase{"wx00", 0, 0},
-                                         KindCase{"sx00", 0, 0}, KindCase{"cx00", 0, 0},
-                                         KindCase{"id00", 0, 0}, KindCase{"wbwc", 0, 1},
-                                         KindCase{"wbsh", 0, 1}, KindCase{"wbch", 7, 7}),
-                         name_of_case);
+INSTANTIATE_TEST_SUITE_P(
+    HalfACode, ChunkKindOf,
+    testing::Values(KindCase{"wbdx", 0, 0}, KindCase{"dcdX", 0, 0}, KindCase{"wb\0\0"s, 0, 1},
+                    KindCase{"wbwx", 0, 1}, KindCase{"wbsx", 0, 1}, KindCase{"wbcx", 0, 1},
+                    KindCase{"wbid", 0, 1}, KindCase{"00dx", 0, 0}, KindCase{"dx00", 0, 0},
+                    KindCase{"wx00", 0, 0}, KindCase{"sx00", 0, 0}, KindCase{"cx00", 0, 0},
+                    KindCase{"id00", 0, 0}, KindCase{"wbwc", 0, 1}, KindCase{"wbsh", 0, 1},
+                    KindCase{"wbch", 7, 7}, KindCase{"wbex", 0, 1}),
+    name_of_case);
 
 INSTANTIATE_TEST_SUITE_P(Nothing, ChunkKindOf,
                          testing::Values(KindCase{"\0\0\0\0"s, 0, 0}, KindCase{"LIST", 0, 0},

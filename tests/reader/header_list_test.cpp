@@ -93,6 +93,13 @@ TEST(MainHeader, FailsBelow56BytesButReadsAllFields) {
     }
 }
 
+TEST(MainHeader, ThatCannotBeReadIsToldFromOneThatWillNotDo) {
+    HalfOpen reader(claiming("avih", 40, avih_body()));
+    reader.libc().damage(60);
+    AviMainHeader header{};
+    EXPECT_EQ(avi_read_main_header(header, reader.stream()), kAviUnreadable);
+}
+
 TEST(MainHeader, TakesTheSizeAsSigned) {
     for (const std::uint32_t size : {0x80000000U, 0xFFFFFFFFU}) {
         const ReadMainHeader result =

@@ -186,6 +186,21 @@ TEST(Open, MakesOfAGrowingFileWhatItMadeOfItsMeasuredPart) {
     }
 }
 
+// Whoever reads or seeks in an open file meets what it now holds, and nothing of what parsing read.
+TEST(Open, RemembersNothingOfTheFile) {
+    Bytes content = riff("AVI ", kHeaders, chunk("idx1", ""), kMedia);
+    ControlledLibc libc(content);
+    libc.use_no_buffer();
+    const AviReader reader(aviin_open("any", 0));
+    ASSERT_NE(reader, nullptr);
+    const auto media = static_cast<std::size_t>(reader->movi_pos);
+    content.replace(media - 8, 8, "ABCDEFGH");
+    EXPECT_EQ(avi_look_back(reader->stream).id.value, avi_fourcc_from_string("ABCD").value);
+    char bytes[7];
+    EXPECT_EQ(avi_file_read(reader->stream, bytes, 7), 7U);
+    EXPECT_EQ(avi_look_back(reader->stream).id.value, avi_fourcc_from_string("H00d").value);
+}
+
 // ---- the walk over the first form
 
 TEST(Open, TakesItsListsInAnyOrder) {
@@ -456,6 +471,7 @@ TEST(OutOfMemory, RefusesTheFileForWantOfTheRecordOrANode) {
             const OpenWithout reader(content, failing);
             ASSERT_TRUE(reader.refused()) << failing;
             EXPECT_EQ(reader.refusal().reason, AviReason::no_memory) << failing;
+            EXPECT_EQ(reader.refusal().pos, 0) << failing;
         }
     }
 }
