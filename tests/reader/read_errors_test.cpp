@@ -318,6 +318,15 @@ TEST(DamagedMainHeader, IsTakenAsFarAsItGoes) {
     EXPECT_EQ(file->stream_count, 1) << "the walk goes on behind it";
 }
 
+TEST(DamagedMainHeader, IsTheReasonWhenTheFileIsRefusedFurtherOn) {
+    const Bytes content = riff("AVI ", list("hdrl", avih(), video_stream()));
+    const auto height = static_cast<std::int64_t>(content.find("avih")) + 8 + 36;
+    const DamagedFile file(content, {height});
+    ASSERT_FALSE(file.opened());
+    EXPECT_EQ(file.refusal().reason, AviReason::cannot_read);
+    EXPECT_EQ(file.refusal().pos, height);
+}
+
 // Everything that refuses a file for a read error says so, and where.
 TEST(DamagedHeaderList, TellsTheByteThatCannotBeRead) {
     const Bytes streams =
