@@ -4,6 +4,7 @@ import importlib.machinery
 import importlib.util
 import pathlib
 import sys
+import tempfile
 import unittest
 
 SCRIPT = pathlib.Path(__file__).resolve().parents[2] / "scripts" / "mutate"
@@ -108,6 +109,27 @@ class Survivors(unittest.TestCase):
                          [("take: > -> >=", 1, 0), ("gone: 1 -> 2", 1, 0)])
         self.assertEqual(self.against_list(set(), listed, complete=False)[2],
                          [("take: > -> >=", 1, 0)])
+
+
+class Entries(unittest.TestCase):
+    def test_are_found_again_but_for_what_survived(self):
+        first, second, third = list(mutate.changes_in("reader/a.cpp", SOURCE))[:3]
+        with tempfile.TemporaryDirectory() as folder:
+            path = pathlib.Path(folder) / "ledger"
+            ledger = mutate.Ledger(path)
+            ledger.enter(first, "noticed")
+            ledger.enter(second, "survived")
+            again = mutate.Ledger(path)
+            self.assertEqual([again.result(one) for one in (first, second, third)],
+                             ["noticed", None, None])
+            again.library = "another"
+            self.assertIsNone(again.result(first))
+
+    def test_are_none_without_a_file(self):
+        change = next(mutate.changes_in("reader/a.cpp", SOURCE))
+        ledger = mutate.Ledger(None)
+        ledger.enter(change, "noticed")
+        self.assertIsNone(ledger.result(change))
 
 
 class Links(unittest.TestCase):
