@@ -26,11 +26,9 @@ std::int64_t before_next_form(const InputFile &file, std::int64_t pos) {
 }  // namespace
 
 std::vector<Edit> FrontMend::edits(const Seen &seen) {
+    const FourCC first = fourcc_at(seen.file, 0);
+    if (avi_fourcc_equal(first, kRiff) || avi_fourcc_equal(first, kMrif)) return {};
     const std::string front = bytes_of(seen.file, 0, kLongestFront);
-    if (front.size() < 12 || avi_fourcc_equal(fourcc_at(seen.file, 0), kRiff) ||
-        avi_fourcc_equal(fourcc_at(seen.file, 0), kMrif)) {
-        return {};
-    }
     for (std::size_t at = 1; at + 12 <= front.size(); ++at) {
         if (!is_form_of(front, at, "AVI ")) continue;
         return {{0, static_cast<std::int64_t>(at), "", "not_a_form", "what stands before 'RIFF'"}};
