@@ -93,9 +93,8 @@ Words some_chunks(std::initializer_list<std::string_view> ids) {
     return words;
 }
 
-// ---- sentences: every sequence of up to so many words of a vocabulary, between fixed words
+// ---- every sequence of up to so many of some symbols, the shorter ones first
 
-// Every sequence of up to so many of some symbols, the shorter ones first.
 class Sequences {
 public:
     Sequences(std::size_t symbols, int most) : symbols_(symbols), most_(most) {}
@@ -122,6 +121,8 @@ private:
     std::size_t symbols_;
     int most_;
 };
+
+// ---- sentences: every sequence of up to so many words of a vocabulary, between fixed words
 
 class Sentences : public Scope {
 public:
@@ -528,18 +529,16 @@ public:
         steps_.push_back({Step::Kind::seek, 0, 3});
         steps_.push_back({Step::Kind::seek, 0, -1});
     }
-    [[nodiscard]] std::uint64_t count() const override {
-        return Sequences(steps_.size(), most_).count();
-    }
+    [[nodiscard]] std::uint64_t count() const override { return sequences().count(); }
     void write(std::uint64_t index, std::vector<std::uint8_t> &file,
                std::vector<Step> &steps) const override {
         file.assign(film_.begin(), film_.end());
-        Sequences(steps_.size(), most_).spell(index, [&](std::size_t step) {
-            steps.push_back(steps_[step]);
-        });
+        sequences().spell(index, [&](std::size_t step) { steps.push_back(steps_[step]); });
     }
 
 private:
+    [[nodiscard]] Sequences sequences() const { return {steps_.size(), most_}; }
+
     Bytes film_;
     int most_;
     std::vector<Step> steps_;
