@@ -286,6 +286,10 @@ protected:
         avi_file_go(stream_, position);
         read(count);
     }
+    void look_at(std::int64_t position) {
+        avi_file_go(stream_, position);
+        static_cast<void>(avi_look(stream_));
+    }
     // By what was done since this was last asked.
     Asked asked() {
         const Asked before = std::exchange(all_, {libc_.bytes_read(), libc_.calls(Call::seek)});
@@ -325,17 +329,15 @@ TEST_F(StreamCost, OfALongWayOrBackwardsIsASeek) {
 }
 
 TEST_F(StreamCost, OfASecondLookIsNothing) {
-    avi_file_go(stream(), 50);
-    static_cast<void>(avi_look(stream()));
+    look_at(50);
     asked();
-    static_cast<void>(avi_look(stream()));
+    look_at(50);
     EXPECT_EQ(asked(), kNothing);
 }
 
 TEST_F(StreamCost, OfWhatWasLookedAtIsNothing) {
     for (std::uint32_t count = 1; count <= 12; ++count) {
-        avi_file_go(stream(), 50);
-        static_cast<void>(avi_look(stream()));
+        look_at(50);
         asked();
         Bytes bytes(count, '\0');
         auto *const to = reinterpret_cast<unsigned char *>(bytes.data());
@@ -347,8 +349,7 @@ TEST_F(StreamCost, OfWhatWasLookedAtIsNothing) {
 }
 
 TEST_F(StreamCost, OfWhatWasLookedAtInPartIsTheRest) {
-    avi_file_go(stream(), 50);
-    static_cast<void>(avi_look(stream()));
+    look_at(50);
     asked();
     unsigned char bytes[20];
     EXPECT_EQ(avi_read_bytes(bytes, 20, stream()), kAviOk);
