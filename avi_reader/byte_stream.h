@@ -141,7 +141,8 @@ template <typename Element, std::size_t Count>
 }
 
 // Reads a layout at once, each field by the width of its type, as the readers of one integer would.
-// Fails when a field does; that one and those behind it keep their values.
+// Fails when a field does; that one and those behind it keep their values, as does what shares a
+// word with a byte that cannot be read.
 template <typename... Fields>
 AviStatus avi_read_fields(AviStream &stream, Fields &...fields) {
     alignas(std::uint32_t) unsigned char bytes[(sizeof(Fields) + ...)];

@@ -166,8 +166,7 @@ bool reading_failed(const ControlledLibc &libc) {
     return libc.any_failed(Call::read) || libc.any_failed(Call::seek);
 }
 
-// The reason is one of what failed. What was read short of a value's end is taken as it is, as at
-// the end of a file, and can have the film refused for what it then seems to be.
+// The reason is one of what failed.
 bool is_true(AviReason reason, const ControlledLibc &libc) {
     if (reason == AviReason::no_memory) return libc.any_failed(Call::allocation);
     if (reason == AviReason::cannot_open) return libc.any_failed(Call::open);
