@@ -33,7 +33,6 @@ void scan_menu(AviReaderState &reader, std::int64_t end) {
 void scan_form(AviReaderState &reader, std::int64_t start, std::int64_t end) {
     AviStream &stream = reader.stream;
     FourCC first_list_type{};
-    ++reader.form_count;
     avi_file_go(stream, start + kFirstListType);
     avi_read_fourcc(first_list_type, stream);
     if (!avi_fourcc_equal(first_list_type, kQmnu)) return;
@@ -53,7 +52,9 @@ AviStatus avi_scan_forms(AviReaderState &reader) {
         const AviStatus id_status = avi_read_fourcc(id, stream);
         const AviStatus size_status = avi_read_u32le(size, stream);
         const bool is_form = avi_fourcc_equal(id, kRiff);
-        const AviStatus status = id_status | (is_form ? kAviOk : size_status);
+        if (is_form) ++reader.form_count;
+        if (is_form && size_status != kAviOk) break;  // it is the last
+        const AviStatus status = id_status | size_status;
         if (status != kAviOk) {
             return avi_refuse_for(reader, status, AviReason::top_level_cut_short, pos);
         }

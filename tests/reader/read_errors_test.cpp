@@ -277,14 +277,16 @@ TEST(DamagedTopLevel, RefusesTheFileForAnIdOrASize) {
     }
 }
 
-// It is a form all the same, and what comes next is looked for right behind its header.
-TEST(DamagedTopLevel, CountsAFormWhoseSizeCannotBeRead) {
+TEST(DamagedTopLevel, IsGoneOverUpToAFormWhoseSizeCannotBeReadWhichCounts) {
     const Bytes plain = riff("AVI ", kHeaders, kMedia);
-    const Bytes later = "RIFF" + u32(0) + "JUNK" + u32(0) + riff("AVIX", kMedia);
+    const Bytes menu = menu_form(unpadded("MENU", "lost"));
     for (const std::int64_t byte : {4, 5, 6, 7}) {
-        const DamagedFile file(plain + later, {length(plain) + byte});
-        ASSERT_TRUE(file.opened());
-        EXPECT_EQ(file->form_count, 3U);
+        // From behind the header on, it would be gone over as other chunks, and refused.
+        const DamagedFile file(plain + menu + riff("AVIX", kMedia), {length(plain) + byte});
+        ASSERT_TRUE(file.opened()) << byte;
+        EXPECT_EQ(file->form_count, 2U) << byte;
+        EXPECT_EQ(file->form_menu_pos, 0) << byte;
+        EXPECT_EQ(file->form_menu_blob.present, 0) << byte;
     }
 }
 
