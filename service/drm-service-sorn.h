@@ -126,7 +126,8 @@ DRM_SVC_SORN_EXPORT int32_t drm_svc_sorn_close_file(SvcFileHandle *handle);
  * Returns DRM_SVC_SORN_OK, always.
  *
  * A read from 8 or more bytes past the end of the file delivers nothing and moves the position
- * back by 8; from 1 to 7 bytes past the end, it moves the position to the end.
+ * back by 8, or not at all beyond 2147483647; from 1 to 7 bytes past the end, it moves the position
+ * to the end.
  */
 DRM_SVC_SORN_EXPORT int64_t drm_svc_sorn_read_file(SvcFileHandle *handle, void *buffer,
                                                    uint32_t size, uint32_t *count);

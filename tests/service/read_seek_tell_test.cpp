@@ -315,6 +315,18 @@ TEST(Read, From8OrMoreBytesPastTheEndMovesBackBy8) {
     }
 }
 
+TEST(Read, PastTheEndStaysWhereThePositionCannotBeTold) {
+    const OpenFile file(plain_file());
+    file.seek(2147483647);
+    file.seek(10, SEEK_CUR);
+    ASSERT_EQ(file.tell(), -1);
+    forget_messages();
+    EXPECT_EQ(file.read(100), "");
+    EXPECT_THAT(messages(), ElementsAre(read_starts(file), not_data));
+    file.seek(-10, SEEK_CUR);
+    EXPECT_EQ(file.tell(), 2147483647);
+}
+
 TEST(Read, RecognisesAHeaderThatTheEndCutsShort) {
     const OpenFile cut_in_size(plain_file() + unpadded("JUNK", "00dc\x05"));
     cut_in_size.seek(3, SEEK_END);
