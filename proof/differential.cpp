@@ -24,7 +24,8 @@ struct Heard {
     std::uint32_t category;
     std::uint32_t level;
     std::array<char, 160> text;
-    // Of those that it names, and which the second service knows nothing of.
+    // What it names, if it does: the second service knows nothing of these.
+    bool names_handle;
     const void *handle;
     const void *reader;
     bool from_the_service;
@@ -61,11 +62,11 @@ void _debug_message(int line, const char *file, unsigned int category, unsigned 
     Heard &message = heard[heard_count++];
     message.category = category;
     message.level = level;
-    message.handle = message.reader = nullptr;
+    message.names_handle = std::strstr(format, "%p") != nullptr;
     message.from_the_service = line > 0 && std::strcmp(file, "service/drm-service-sorn.cpp") == 0;
     std::va_list arguments;
     va_start(arguments, format);
-    if (std::strstr(format, "%p") != nullptr) {
+    if (message.names_handle) {
         format_addresses(message, format, arguments);
     } else {
         std::vsnprintf(message.text.data(), message.text.size(), format, arguments);
@@ -97,7 +98,7 @@ std::string messages_difference(const second::Player &player, const SvcFileHandl
             return "message \"" + std::string(message.text.data()) + "\", not \"" + other.text +
                    "\"";
         }
-        if (message.handle != nullptr && (message.handle != handle || message.reader != reader)) {
+        if (message.names_handle && (message.handle != handle || message.reader != reader)) {
             return "a message names another handle or reader";
         }
     }
@@ -161,7 +162,7 @@ std::string close_difference(SvcFileHandle *handle, second::Player &player) {
     if (heard_count > 0 && (heard[0].handle != address || heard[0].reader != reader)) {
         return "the closing message names another handle or reader";
     }
-    if (heard_count > 0) heard[0].handle = nullptr;  // the handle is gone
+    if (heard_count > 0) heard[0].names_handle = false;  // it is gone
     return messages_difference(player, nullptr);
 }
 
@@ -196,7 +197,7 @@ std::string open_difference(std::span<const std::uint8_t> file, std::uint32_t op
     if ((reader != nullptr) != answer.opened) return answer.opened ? "it is refused" : "it opens";
     if (reader == nullptr) return refusal_difference(refusal, answer.refusal);
     if (avi_file_tell(reader->stream) != answer.position) return "the position after the open";
-    return record_difference(*reader, answer.record);
+    return record_difference(*reader, answer);
 }
 
 }  // namespace

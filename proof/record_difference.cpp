@@ -1,8 +1,10 @@
 #include "proof/record_difference.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <iterator>
+#include <span>
 #include <type_traits>
 
 namespace {
@@ -32,12 +34,13 @@ public:
         static_assert(Count == std::tuple_size_v<Others>);
         for (std::size_t i = 0; i < Count; ++i) same(what, values[i], others[i]);
     }
-    void bytes(const char *what, const unsigned char *bytes, const std::vector<std::uint8_t> &held,
-               std::uint64_t length) {
-        if (bytes == nullptr) {
-            same(what, held.size(), 0U);
-            return;
+    // A buffer, if it is to be there, of which the file holds the first bytes.
+    void buffer(const char *what, const unsigned char *bytes, bool there,
+                const std::vector<std::uint8_t> &held, std::uint64_t length) {
+        if (there != (bytes != nullptr)) {
+            differs(what, there ? "without a buffer" : "a buffer", there ? "one" : "without one");
         }
+        if (!there || bytes == nullptr) return;
         if (!held.empty() && std::memcmp(bytes, held.data(), held.size()) != 0) {
             differs(what, "other bytes", "what the file holds");
         }
@@ -46,6 +49,16 @@ public:
                                        bytes + looked_at, [](auto byte) { return byte == 0; });
         const bool last = length <= held.size() || bytes[length - 1] == 0;
         if (!zeros || !last) differs(what, "something", "zeros behind the end of the file");
+    }
+    // Rows behind the last one in use.
+    template <typename Row>
+    void unused(const char *what, std::span<const Row> rows) {
+        if (rows.empty()) return;
+        const auto bytes = std::as_bytes(rows);
+        // Each byte is what the one before it is.
+        const bool zeros = bytes[0] == std::byte{0} &&
+                           std::memcmp(bytes.data(), bytes.data() + 1, bytes.size() - 1) == 0;
+        if (!zeros) differs(what, "something", "zeros behind the last row");
     }
     [[nodiscard]] std::string found() const { return found_; }
 
@@ -96,11 +109,12 @@ void compare(Comparison &both, const AviStreamRecord &one, const second::StreamR
     both.same("list_pos", one.list_pos, two.list_pos);
 }
 
-// A name is followed by a 0.
+// A name is followed by a 0. One without characters may have a buffer or none.
 template <typename Row, typename Other>
 void compare_names(Comparison &both, const Row &one, const Other &two) {
     both.same("name_length", one.name_length, two.name_length);
-    both.bytes("name", one.name, two.name, two.name.size() + 1);
+    const bool there = !two.name.empty() || one.name != nullptr;
+    both.buffer("name", one.name, there, two.name, two.name.size() + 1);
 }
 
 void compare(Comparison &both, const VideoTrack &one, const second::VideoTrack &two) {
@@ -118,7 +132,8 @@ void compare(Comparison &both, const VideoTrack &one, const second::VideoTrack &
     both.same("video quality", one.quality, two.quality);
     both.same("stream_data_size", one.stream_data_size, two.stream_data_size);
     both.same("stream_data_pos", one.stream_data_pos, two.stream_data_pos);
-    both.bytes("stream_data", one.stream_data, two.stream_data, two.stream_data.size());
+    both.buffer("stream_data", one.stream_data, two.has_stream_data == 1, two.stream_data,
+                two.stream_data.size());
     compare_names(both, one, two);
 }
 
@@ -143,7 +158,7 @@ void compare(Comparison &both, const AudioTrack &one, const second::AudioTrack &
 void compare(Comparison &both, const TextTrack &one, const second::TextTrack &two) {
     both.same("values", one.values, two.values);
     both.same("text size", one.size, two.size);
-    both.bytes("text data", one.data, two.data, two.data.size());
+    both.buffer("text data", one.data, false, two.data, two.data.size());
 }
 
 template <typename Row, typename Other>
@@ -152,13 +167,14 @@ void compare(Comparison &both, const char *kind, const AviTable<Row> &one,
     both.same(kind, one.count, two.count);
     if (!both.found().empty()) return;
     for (std::size_t i = 0; i < one.size(); ++i) compare(both, one.rows[i], two.rows[i]);
+    both.unused(kind, std::span(one.rows).subspan(one.size()));
 }
 
 void compare(Comparison &both, const char *what, const AviBlob &one, const second::Buffer &two) {
     both.same(what, one.present, two.present ? 1 : 0);
     both.same(what, one.size, two.size);
     both.same(what, one.pos, two.pos);
-    both.bytes(what, one.data, two.held, two.length);
+    both.buffer(what, one.data, two.pos != 0, two.held, two.length);
 }
 
 void compare(Comparison &both, const SuperIndexInfo &one, const second::SuperIndexInfo &two) {
@@ -170,10 +186,7 @@ void compare(Comparison &both, const SuperIndexInfo &one, const second::SuperInd
     both.same("super index's reserved", one.reserved, two.reserved);
 }
 
-}  // namespace
-
-std::string record_difference(const AviReaderState &reader, const second::Record &record) {
-    Comparison both;
+void compare(Comparison &both, const AviReaderState &reader, const second::Record &record) {
     both.same("file size", reader.stream.size, record.file_size);
     both.same("open_option", reader.open_option, record.open_option);
     both.same("form_count", reader.form_count, record.form_count);
@@ -191,10 +204,12 @@ std::string record_difference(const AviReaderState &reader, const second::Record
     compare(both, "menu_blob", reader.menu_blob, record.menu_blob);
     compare(both, "form_menu_blob", reader.form_menu_blob, record.form_menu_blob);
     both.same("stream_count", reader.stream_count, record.stream_count);
-    if (!both.found().empty()) return both.found();
-    for (std::size_t i = 0; i < static_cast<std::size_t>(reader.stream_count); ++i) {
+    if (!both.found().empty()) return;
+    const auto streams = static_cast<std::size_t>(reader.stream_count);
+    for (std::size_t i = 0; i < streams; ++i) {
         compare(both, reader.streams[i], record.streams[i]);
     }
+    both.unused("streams", std::span(reader.streams).subspan(streams));
     compare(both, "video streams", reader.video, record.video);
     compare(both, "bitmap subtitles", reader.bitmap_subtitle, record.bitmap_subtitle);
     compare(both, "audio streams", reader.audio, record.audio);
@@ -204,6 +219,60 @@ std::string record_difference(const AviReaderState &reader, const second::Record
     for (std::size_t i = 0; i < kAviSuperIndexes; ++i) {
         compare(both, reader.super_index[i], record.super_index[i]);
     }
+}
+
+void compare(Comparison &both, const ChunkNode &one, const second::Node &two) {
+    both.same("a node's start", one.start, two.start);
+    both.same("a node's size", one.size, two.size);
+    both.same("a node's cursor", one.cursor, two.cursor);
+    both.same("a node's id", one.id, two.id);
+    both.same("a node's list_type", one.list_type, two.list_type);
+    both.same("a node's error", one.error, two.error);
+    both.same("a node's depth", one.depth, two.depth);
+}
+
+void compare_stacks(Comparison &both, const AviReaderState &reader, const second::Answer &answer) {
+    const ChunkNode &movi = *reader.chunk_top;
+    compare(both, movi, answer.movi);
+    compare(both, *movi.parent, answer.form);
+    both.same("nodes above the form", movi.parent->parent == nullptr ? 0 : 1, 0);
+}
+
+void compare_payloads(Comparison &both, const AviReaderState &reader, std::int32_t track,
+                      const second::VideoTrack &row) {
+    const unsigned char *payload = nullptr;
+    std::uint32_t size = ~0U;
+    both.same("a payload's status", avvin_get_track_strd(reader, track, payload, size), kAviOk);
+    both.same("a payload's size", size, row.stream_data_size);
+    both.buffer("a payload", payload, row.has_stream_data == 1, row.stream_data,
+                row.stream_data.size());
+}
+
+void compare_queries(Comparison &both, const AviReaderState &reader, const second::Record &record) {
+    std::int32_t streams = -1;
+    std::int32_t with_data = -1;
+    const auto has_data = [](const auto &row) { return row.has_stream_data == 1; };
+    both.same("the summary's status", avvin_get_summary(reader, streams, with_data), kAviOk);
+    both.same("the summary's streams", streams, record.stream_count);
+    both.same("the summary's stream data", with_data,
+              std::ranges::count_if(record.video.rows, has_data));
+    for (std::int32_t track = 0; track < record.stream_count; ++track) {
+        const second::StreamRow &row = record.streams.at(static_cast<std::size_t>(track));
+        ChunkKind kind{};
+        both.same("a kind's status", avvin_get_track_chunk_type(reader, track, kind), kAviOk);
+        both.same("a kind", kind, row.kind);
+        if (kind != ChunkKind::compressed_video) continue;
+        compare_payloads(both, reader, track, record.video.rows.at(row.track));
+    }
+}
+
+}  // namespace
+
+std::string record_difference(const AviReaderState &reader, const second::Answer &answer) {
+    Comparison both;
+    compare(both, reader, answer.record);
+    compare_stacks(both, reader, answer);
+    if (both.found().empty()) compare_queries(both, reader, answer.record);
     return both.found();
 }
 

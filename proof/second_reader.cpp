@@ -318,6 +318,9 @@ Answer read(std::span<const std::uint8_t> file, std::uint32_t open_option) {
         return answer;
     }
     answer.position = reader.stream.tell();
+    answer.movi = *reader.chunk_top;
+    answer.form = *answer.movi.parent;
+    answer.movi.parent = nullptr;
     fetch(record.data_blob, reader.stream);
     fetch(record.menu_blob, reader.stream);
     fetch(record.form_menu_blob, reader.stream);

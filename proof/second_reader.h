@@ -191,12 +191,26 @@ struct Refusal {
     std::uint32_t found = 0;  // the FourCC that stands where another was needed, or 0
 };
 
+// One open form or list.
+struct Node {
+    Node *parent = nullptr;
+    std::int64_t start = 0;   // where its 8-byte header lies
+    std::uint64_t size = 0;   // the header's size
+    std::int64_t cursor = 0;  // the header of the next sub-chunk to visit
+    std::uint32_t id = 0;
+    std::uint32_t list_type = 0;
+    int error = 0;  // all statuses of the reads made for it; other than 0 stops the walks
+    std::uint32_t depth = 0;
+};
+
 // What opening a file gives. A file that is refused has an empty record.
 struct Answer {
     bool opened = false;
     Refusal refusal;
     Record record;
     std::int64_t position = 0;  // where the stream stands after the open
+    Node form;                  // what is then open: the first form,
+    Node movi;                  // and in it the "movi" list; their parents are not told
 };
 
 // Opens the file whose bytes are given. `open_option` other than 0 lets a super index name its

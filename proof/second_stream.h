@@ -71,18 +71,6 @@ int read_fourcc(Stream &stream, std::uint32_t &value);
 // Reads n bytes that nobody needs; 1 when the file does not hold them all.
 int read_past(Stream &stream, std::uint64_t n);
 
-// One open form or list.
-struct Node {
-    Node *parent = nullptr;
-    std::int64_t start = 0;   // where its 8-byte header lies
-    std::uint64_t size = 0;   // the header's size
-    std::int64_t cursor = 0;  // the header of the next sub-chunk to visit
-    std::uint32_t id = 0;
-    std::uint32_t list_type = 0;
-    int error = 0;  // all statuses of the reads made for it; other than 0 stops the walks
-    std::uint32_t depth = 0;
-};
-
 // One open under way.
 struct Reader {
     Stream stream;
